@@ -1,0 +1,67 @@
+// The xcb connection Qt already holds, the atoms we use, and the X events we care about as Qt signals.
+#pragma once
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+
+#include <xcb/xcb.h>
+#include <xcb/xcb_ewmh.h>
+
+namespace tamsinvale {
+
+// Atoms the EWMH helper does not intern for us.
+struct X11Atoms {
+    xcb_atom_t gtkApplicationId = XCB_ATOM_NONE;
+    xcb_atom_t wmS0 = XCB_ATOM_NONE;
+    xcb_atom_t edid = XCB_ATOM_NONE;
+    xcb_atom_t resourceManager = XCB_ATOM_NONE;
+};
+
+class X11Connection : public QObject, public QAbstractNativeEventFilter {
+    Q_OBJECT
+public:
+    // Borrows a connection that someone else keeps open (Qt's, normally). Installs itself as a native
+    // event filter of the running application when `filterQtEvents` is set.
+    X11Connection(xcb_connection_t* connection, int screenNumber, bool filterQtEvents, QObject* parent = nullptr);
+    ~X11Connection() override;
+
+    xcb_connection_t* xcb() const { return m_connection; }
+    xcb_ewmh_connection_t* ewmh() { return &m_ewmh; }
+    const xcb_ewmh_connection_t* ewmh() const { return &m_ewmh; }
+    const X11Atoms& atoms() const { return m_atoms; }
+    xcb_window_t root() const { return m_root; }
+    bool hasRandr15() const { return m_randr15; }
+    bool hasRes() const { return m_res; }
+    bool isBroken() const { return xcb_connection_has_error(m_connection) != 0; }
+
+    // Events from a connection nobody else reads (tests, benchmarks): drains what has arrived.
+    void dispatchPendingEvents();
+
+    // Also see structure and property changes of a client window (moves, resizes, state).
+    void watchWindow(xcb_window_t window);
+
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+    void handleEvent(const xcb_generic_event_t* event);
+
+signals:
+    void propertyChanged(xcb_window_t window, xcb_atom_t atom);
+    void windowConfigured(xcb_window_t window);
+    void windowDestroyed(xcb_window_t window);
+    void windowMapped(xcb_window_t window, bool mapped);
+    // Monitors, outputs or the root size changed.
+    void screenLayoutChanged();
+
+private:
+    void selectRootEvents();
+
+    xcb_connection_t* m_connection = nullptr;
+    xcb_ewmh_connection_t m_ewmh{};
+    X11Atoms m_atoms;
+    xcb_window_t m_root = XCB_WINDOW_NONE;
+    uint8_t m_randrEventBase = 0;
+    bool m_randr15 = false;
+    bool m_res = false;
+    bool m_filterInstalled = false;
+};
+
+}  // namespace tamsinvale

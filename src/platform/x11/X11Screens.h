@@ -1,0 +1,58 @@
+// Displays from RandR 1.5 monitors, primary first, with visible frames less the docks' struts.
+#pragma once
+
+#include <QList>
+#include <QRect>
+#include <optional>
+
+#include "platform/Screens.h"
+
+#include <xcb/xcb.h>
+
+namespace tamsinvale {
+
+class X11Connection;
+class X11WindowReader;
+
+// One monitor in X's terms, root coordinates.
+struct X11Monitor {
+    QString name;
+    QRect rect;
+    bool primary = false;
+    QByteArray identity;  // EDID when an output has one, else the output or monitor name
+    QString productName;  // from the EDID, when there is one
+};
+
+class X11Screens : public Screens {
+    Q_OBJECT
+public:
+    X11Screens(X11Connection& connection, const X11WindowReader& reader, QObject* parent = nullptr);
+
+    QList<ScreenInfo> screens() const override;
+    std::optional<ScreenInfo> mainScreen() const override;
+
+    // Monitors in root coordinates, primary first (cached like screens()).
+    QList<X11Monitor> monitors() const;
+    // The primary monitor's top-left in root coordinates: the origin of window-server coordinates.
+    QPoint origin() const;
+
+    // Re-reads the layout now and announces it when it differs.
+    void refresh();
+
+private:
+    void ensureFresh() const;
+    void invalidate();
+    QList<X11Monitor> readMonitors() const;
+    QList<ScreenInfo> compute(const QList<X11Monitor>& monitors) const;
+    double readBackingScale() const;
+
+    X11Connection& m_connection;
+    const X11WindowReader& m_reader;
+    mutable bool m_dirty = true;
+    mutable QList<X11Monitor> m_monitors;
+    mutable QList<ScreenInfo> m_screens;
+    QList<ScreenInfo> m_announced;
+    bool m_refreshQueued = false;
+};
+
+}  // namespace tamsinvale
