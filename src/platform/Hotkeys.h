@@ -1,0 +1,40 @@
+// Global hotkeys in the stored form: macOS virtual key code plus Carbon modifier mask.
+#pragma once
+
+#include <QObject>
+#include <cstdint>
+#include <memory>
+
+namespace tamsinvale {
+
+// Status codes of a registration, numbered as on macOS so that logs read the same on both desktops.
+namespace HotkeyStatus {
+constexpr int noErr = 0;
+constexpr int paramErr = -50;                 // a key code or modifier the backend cannot express
+constexpr int eventHotKeyExistsErr = -9878;   // someone else owns the combination
+constexpr int eventInternalErr = -9868;       // the window system is not reachable
+}  // namespace HotkeyStatus
+
+// One live registration; destroying it does not unregister (the manager unregisters explicitly, in order).
+class HotkeyRegistration {
+public:
+    virtual ~HotkeyRegistration() = default;
+};
+
+class Hotkeys : public QObject {
+    Q_OBJECT
+public:
+    using QObject::QObject;
+
+    // Installs the press handler once; a non-zero status means presses cannot be delivered yet.
+    virtual int installHandler() = 0;
+    virtual int registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t identifier,
+                               std::unique_ptr<HotkeyRegistration>* out) = 0;
+    virtual void unregisterHotKey(HotkeyRegistration& registration) = 0;
+
+signals:
+    // A registered hotkey was pressed; emitted on the main queue, once per press.
+    void pressed(std::uint32_t identifier);
+};
+
+}  // namespace tamsinvale

@@ -1,0 +1,45 @@
+// The main queue: work posted now, later (cancellable), or repeatedly, plus the clock it runs on.
+#pragma once
+
+#include <QDateTime>
+#include <functional>
+#include <memory>
+
+namespace tamsinvale {
+
+// A piece of deferred work. Dropping the handle does not cancel it; cancel() does.
+class ScheduledTask {
+public:
+    virtual ~ScheduledTask() = default;
+    virtual void cancel() = 0;
+    virtual bool isPending() const = 0;
+};
+
+using TaskHandle = std::shared_ptr<ScheduledTask>;
+
+class Scheduler {
+public:
+    virtual ~Scheduler() = default;
+
+    // Seconds on a monotonic clock; only differences mean anything.
+    virtual double now() const = 0;
+    // Wall-clock date and time, for dates shown or stored.
+    virtual QDateTime currentDateTime() const = 0;
+
+    // Runs after the work already queued.
+    virtual TaskHandle post(std::function<void()> work) = 0;
+    virtual TaskHandle postAfter(double seconds, std::function<void()> work) = 0;
+    // Runs every `interval` seconds until cancelled.
+    virtual TaskHandle repeat(double interval, std::function<void()> work) = 0;
+};
+
+// Cancels a task held in an optional slot and empties the slot.
+inline void cancelTask(TaskHandle& slot)
+{
+    if (slot) {
+        slot->cancel();
+        slot.reset();
+    }
+}
+
+}  // namespace tamsinvale

@@ -1,0 +1,19 @@
+// Converts between property lists (XML or binary, through libplist) and typed Qt values.
+#pragma once
+
+#include <QByteArray>
+#include <QVariantMap>
+#include <optional>
+
+namespace tamsinvale {
+
+class PlistCodec {
+public:
+    // A dictionary root, from XML or binary; nothing when the bytes are not such a property list.
+    static std::optional<QVariantMap> parseDictionary(const QByteArray& bytes);
+    // Any root value; nothing when unreadable.
+    static std::optional<QVariant> parse(const QByteArray& bytes);
+    static QByteArray toXml(const QVariantMap& dictionary);
+};
+
+}  // namespace tamsinvale

@@ -1,0 +1,187 @@
+// Reading, atomic writing and outside-change detection of the defaults property list.
+#include "PlistDefaultsDomain.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QSaveFile>
+#include <QTimer>
+
+#include "PlistCodec.h"
+
+Q_LOGGING_CATEGORY(lcDefaults, "tamsinvale.defaults")
+
+namespace tamsinvale {
+
+namespace {
+constexpr qint64 maxFileSize = 16 * 1024 * 1024;  // far beyond any settings we write
+}
+
+PlistDefaultsDomain::PlistDefaultsDomain(const QString& path, QObject* parent)
+    : DefaultsDomain(parent), m_path(path)
+{
+    QVariantMap loaded;
+    QByteArray bytes;
+    switch (readFile(&loaded, &bytes)) {
+    case ReadOutcome::loaded:
+        m_values = loaded;
+        m_lastSeenBytes = bytes;
+        break;
+    case ReadOutcome::unreadable:
+        moveAside();
+        break;
+    case ReadOutcome::missing:
+        break;
+    }
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &PlistDefaultsDomain::fileMayHaveChanged);
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &PlistDefaultsDomain::fileMayHaveChanged);
+    watch();
+}
+
+QString PlistDefaultsDomain::standardPath()
+{
+    QString base = qEnvironmentVariable("XDG_CONFIG_HOME");
+    if (base.isEmpty() || !QDir::isAbsolutePath(base))
+        base = QDir::homePath() + QStringLiteral("/.config");
+    return base + QStringLiteral("/tamsinvale/defaults.plist");
+}
+
+PlistDefaultsDomain::ReadOutcome PlistDefaultsDomain::readFile(QVariantMap* out, QByteArray* bytes)
+{
+    QFile file(m_path);
+    if (!file.exists())
+        return ReadOutcome::missing;
+    if (file.size() > maxFileSize || !file.open(QIODevice::ReadOnly))
+        return ReadOutcome::unreadable;
+    *bytes = file.readAll();
+    if (bytes->trimmed().isEmpty())
+        return ReadOutcome::unreadable;
+    const auto parsed = PlistCodec::parseDictionary(*bytes);
+    if (!parsed)
+        return ReadOutcome::unreadable;
+    *out = *parsed;
+    return ReadOutcome::loaded;
+}
+
+// Keeps an unreadable file for the user instead of overwriting it.
+void PlistDefaultsDomain::moveAside()
+{
+    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+    QString target = m_path + QStringLiteral(".corrupt-") + stamp;
+    for (int n = 1; QFileInfo::exists(target); ++n)
+        target = m_path + QStringLiteral(".corrupt-") + stamp + QLatin1Char('-') + QString::number(n);
+    if (QFile::rename(m_path, target)) {
+        m_movedAsidePath = target;
+        qCWarning(lcDefaults).noquote() << "settings file" << m_path << "could not be read; moved it to" << target
+                                        << "and started with defaults";
+    } else {
+        qCWarning(lcDefaults).noquote() << "settings file" << m_path
+                                        << "could not be read nor moved aside; it will not be overwritten";
+    }
+    m_lastSeenBytes.clear();
+}
+
+void PlistDefaultsDomain::watch()
+{
+    const QString dir = QFileInfo(m_path).absolutePath();
+    if (QFileInfo::exists(dir) && !m_watcher.directories().contains(dir))
+        m_watcher.addPath(dir);
+    if (QFileInfo::exists(m_path) && !m_watcher.files().contains(m_path))
+        m_watcher.addPath(m_path);
+}
+
+std::optional<QVariant> PlistDefaultsDomain::value(const QString& key) const
+{
+    const auto it = m_values.constFind(key);
+    if (it == m_values.cend())
+        return std::nullopt;
+    return *it;
+}
+
+void PlistDefaultsDomain::setValue(const QString& key, const QVariant& value)
+{
+    const auto it = m_values.constFind(key);
+    if (it != m_values.cend() && *it == value && it->metaType() == value.metaType())
+        return;
+    m_values.insert(key, value);
+    markDirty();
+}
+
+void PlistDefaultsDomain::removeValue(const QString& key)
+{
+    if (m_values.remove(key) == 0)
+        return;
+    markDirty();
+}
+
+QStringList PlistDefaultsDomain::keys() const { return m_values.keys(); }
+
+void PlistDefaultsDomain::markDirty()
+{
+    m_dirty = true;
+    // A burst of writes in one turn of the event loop goes to disk once.
+    if (!m_flushScheduled) {
+        m_flushScheduled = true;
+        QTimer::singleShot(0, this, [this] {
+            m_flushScheduled = false;
+            synchronize();
+        });
+    }
+    emit changed();
+}
+
+bool PlistDefaultsDomain::synchronize()
+{
+    if (!m_dirty)
+        return true;
+    // Never replace a file we cannot read: it is moved aside first, and if that fails we do not write.
+    if (QFileInfo::exists(m_path)) {
+        QVariantMap onDisk;
+        QByteArray bytes;
+        if (readFile(&onDisk, &bytes) == ReadOutcome::unreadable) {
+            moveAside();
+            if (QFileInfo::exists(m_path))
+                return false;
+        }
+    }
+    QDir().mkpath(QFileInfo(m_path).absolutePath());
+    const QByteArray bytes = PlistCodec::toXml(m_values);
+    QSaveFile file(m_path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        qCWarning(lcDefaults).noquote() << "could not write settings file" << m_path << ":" << file.errorString();
+        return false;
+    }
+    m_lastSeenBytes = bytes;
+    m_dirty = false;
+    watch();
+    return true;
+}
+
+void PlistDefaultsDomain::fileMayHaveChanged()
+{
+    watch();  // an atomic replace drops the watch on the old file
+    QFile file(m_path);
+    if (!file.exists() || !file.open(QIODevice::ReadOnly))
+        return;
+    const QByteArray bytes = file.read(maxFileSize + 1);
+    file.close();
+    if (bytes == m_lastSeenBytes)
+        return;  // our own write, or a touch without change
+    const auto parsed = bytes.size() <= maxFileSize ? PlistCodec::parseDictionary(bytes) : std::nullopt;
+    if (!parsed) {
+        // Another program left something unreadable: keep it aside and write back what we hold.
+        moveAside();
+        m_dirty = true;
+        synchronize();
+        return;
+    }
+    m_lastSeenBytes = bytes;
+    if (*parsed == m_values)
+        return;
+    m_values = *parsed;
+    emit changed();
+}
+
+}  // namespace tamsinvale

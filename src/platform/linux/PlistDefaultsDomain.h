@@ -1,0 +1,48 @@
+// The Linux defaults domain: an XML property list under $XDG_CONFIG_HOME/tamsinvale, written atomically.
+#pragma once
+
+#include <QByteArray>
+#include <QFileSystemWatcher>
+#include <QString>
+#include <QVariantMap>
+
+#include "platform/Defaults.h"
+
+namespace tamsinvale {
+
+class PlistDefaultsDomain : public DefaultsDomain {
+    Q_OBJECT
+public:
+    // `path` of the file; the folder is created on first write.
+    explicit PlistDefaultsDomain(const QString& path, QObject* parent = nullptr);
+    // $XDG_CONFIG_HOME/tamsinvale/defaults.plist, with ~/.config when the variable is unset or empty.
+    static QString standardPath();
+
+    std::optional<QVariant> value(const QString& key) const override;
+    void setValue(const QString& key, const QVariant& value) override;
+    void removeValue(const QString& key) override;
+    QStringList keys() const override;
+    bool synchronize() override;
+
+    QString path() const { return m_path; }
+    // Where an unreadable file was moved, when that happened during this run.
+    QString movedAsidePath() const { return m_movedAsidePath; }
+
+private:
+    enum class ReadOutcome { missing, loaded, unreadable };
+    ReadOutcome readFile(QVariantMap* out, QByteArray* bytes);
+    void moveAside();
+    void markDirty();
+    void fileMayHaveChanged();
+    void watch();
+
+    QString m_path;
+    QVariantMap m_values;
+    QByteArray m_lastSeenBytes;  // what the file held when we last read or wrote it
+    bool m_dirty = false;
+    bool m_flushScheduled = false;
+    QString m_movedAsidePath;
+    QFileSystemWatcher m_watcher;
+};
+
+}  // namespace tamsinvale

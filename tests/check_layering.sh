@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Fails when a file outside src/platform/ includes a window-system header (xcb, X11, AppKit and friends).
+set -u
+root=${1:?usage: check_layering.sh SOURCE_ROOT}
+pattern='^[[:space:]]*#[[:space:]]*(include|import)[[:space:]]*[<"](xcb/|X11/|AppKit/|Foundation/|ApplicationServices/|CoreGraphics/|Carbon/|Cocoa/)'
+hits=$(grep -rEn --include='*.h' --include='*.hpp' --include='*.cpp' --include='*.cc' --include='*.mm' --include='*.m' \
+    "$pattern" "$root/src" "$root/tests" "$root/bench" 2>/dev/null \
+    | grep -v "^$root/src/platform/" | grep -v "^$root/tests/x11/" | grep -v "^$root/bench/x11/")
+if [ -n "$hits" ]; then
+    echo "window-system headers included outside src/platform/ (the logic must go through the platform interfaces):"
+    echo "$hits"
+    exit 1
+fi
+echo "layering ok: no window-system headers outside src/platform/"

@@ -1,0 +1,164 @@
+// The defaults file: typed round trip, atomic replacement, unreadable files kept aside, outside edits noticed.
+#include <gtest/gtest.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <sys/stat.h>
+
+#include "TestSupport.h"
+#include "platform/linux/PlistCodec.h"
+#include "platform/linux/PlistDefaultsDomain.h"
+
+using namespace tamsinvale;
+
+namespace {
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void writeAll(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(bytes);
+}
+
+ino_t inodeOf(const QString& path)
+{
+    struct stat st {};
+    return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_ino : 0;
+}
+
+}  // namespace
+
+TEST(PlistDefaultsDomain, roundTripsEveryValueTypeThroughTheFile)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("tamsinvale/defaults.plist"));
+    const QDateTime when(QDate(2026, 3, 15), QTime(12, 34, 56), Qt::UTC);
+    {
+        PlistDefaultsDomain d(path);
+        d.setValue("bool", true);
+        d.setValue("int", qint64(-42));
+        d.setValue("big", qint64(9007199254740993LL));
+        d.setValue("real", 0.123456789012345);
+        d.setValue("string", QStringLiteral("Grüße <&> \"quoted\""));
+        d.setValue("data", QByteArray("\x00\xff binary", 9));
+        d.setValue("date", when);
+        d.setValue("array", QVariantList{qint64(1), QStringLiteral("two"), QVariantList{false}});
+        d.setValue("dict", QVariantMap{{"nested", QVariantMap{{"x", 1.5}}}, {"empty", QVariantMap{}}});
+        ASSERT_TRUE(d.synchronize());
+    }
+    PlistDefaultsDomain d(path);
+    EXPECT_EQ(d.boolValue("bool"), true);
+    EXPECT_EQ(d.integerValue("int"), -42);
+    EXPECT_EQ(d.integerValue("big"), 9007199254740993LL);
+    EXPECT_EQ(d.doubleValue("real"), 0.123456789012345);
+    EXPECT_EQ(d.stringValue("string"), QStringLiteral("Grüße <&> \"quoted\""));
+    EXPECT_EQ(d.dataValue("data"), QByteArray("\x00\xff binary", 9));
+    EXPECT_EQ(d.value("date"), QVariant(when));
+    EXPECT_EQ(d.arrayValue("array"), (QVariantList{qint64(1), QStringLiteral("two"), QVariantList{false}}));
+    EXPECT_EQ(d.dictionaryValue("dict"),
+              (QVariantMap{{"nested", QVariantMap{{"x", 1.5}}}, {"empty", QVariantMap{}}}));
+    // Typed readers answer nothing for another type.
+    EXPECT_FALSE(d.stringValue("int"));
+    EXPECT_FALSE(d.dataValue("string"));
+    EXPECT_FALSE(d.stringArrayValue("array"));
+    EXPECT_TRUE(readAll(path).startsWith("<?xml"));
+}
+
+TEST(PlistDefaultsDomain, writesReplaceTheFileAtomically)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+    PlistDefaultsDomain d(path);
+    d.setValue("a", qint64(1));
+    ASSERT_TRUE(d.synchronize());
+    const ino_t before = inodeOf(path);
+    d.setValue("a", qint64(2));
+    ASSERT_TRUE(d.synchronize());
+    // A new file renamed over the old one: readers see the old or the new, never a half-written file.
+    EXPECT_NE(inodeOf(path), before);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("defaults.plist")});
+    EXPECT_EQ(PlistCodec::parseDictionary(readAll(path)), (QVariantMap{{"a", qint64(2)}}));
+}
+
+TEST(PlistDefaultsDomain, anUnreadableFileIsMovedAsideNotOverwritten)
+{
+    for (const QByteArray& garbage : {QByteArray("this is not a property list"),
+                                      QByteArray("<?xml version=\"1.0\"?><plist><dict><key>a</key>"),
+                                      QByteArray("<?xml version=\"1.0\"?><plist><array/></plist>"),
+                                      QByteArray("bplist00\x01\x02garbage", 18), QByteArray("   \n")}) {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+        writeAll(path, garbage);
+        PlistDefaultsDomain d(path);
+        EXPECT_TRUE(d.keys().isEmpty());
+        ASSERT_FALSE(d.movedAsidePath().isEmpty()) << garbage.constData();
+        EXPECT_TRUE(QFileInfo(d.movedAsidePath()).fileName().startsWith("defaults.plist.corrupt-"));
+        EXPECT_EQ(readAll(d.movedAsidePath()), garbage);  // nothing lost
+        d.setValue("fresh", true);
+        ASSERT_TRUE(d.synchronize());
+        EXPECT_EQ(readAll(d.movedAsidePath()), garbage);
+        EXPECT_EQ(PlistCodec::parseDictionary(readAll(path)), (QVariantMap{{"fresh", true}}));
+    }
+}
+
+TEST(PlistDefaultsDomain, readsBinaryPropertyListsToo)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+    // A binary plist of {"k": 7}, as written by another tool.
+    const QByteArray binary = QByteArray::fromHex(
+        "62706c6973743030d10102516b1007080b0d000000000000010100000000000000030000000000000000000000000000000f");
+    writeAll(path, binary);
+    PlistDefaultsDomain d(path);
+    EXPECT_EQ(d.integerValue("k"), 7);
+    EXPECT_TRUE(d.movedAsidePath().isEmpty());
+}
+
+TEST(PlistDefaultsDomain, noticesAnotherProcessChangingTheFile)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("tamsinvale/defaults.plist"));
+    PlistDefaultsDomain d(path);
+    d.setValue("mine", true);
+    ASSERT_TRUE(d.synchronize());
+    QSignalSpy changed(&d, &DefaultsDomain::changed);
+
+    // Our own write is not reported back as an outside change.
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changed.count(), 0);
+
+    // Another program replaces the file, as editors and `defaults`-like tools do.
+    const QString temp = path + QStringLiteral(".other");
+    writeAll(temp, PlistCodec::toXml(QVariantMap{{"theirs", qint64(5)}}));
+    ASSERT_EQ(::rename(QFile::encodeName(temp).constData(), QFile::encodeName(path).constData()), 0);
+    ASSERT_TRUE(test::waitUntil([&] { return changed.count() > 0; }));
+    EXPECT_EQ(d.integerValue("theirs"), 5);
+    EXPECT_FALSE(d.value("mine"));
+
+    // And an edit in place of the new file.
+    const int seen = changed.count();
+    writeAll(path, PlistCodec::toXml(QVariantMap{{"theirs", qint64(6)}}));
+    ASSERT_TRUE(test::waitUntil([&] { return d.integerValue("theirs") == 6; }));
+    EXPECT_GT(changed.count(), seen);
+}
+
+TEST(PlistDefaultsDomain, standardPathFollowsXdgConfigHome)
+{
+    const QByteArray saved = qgetenv("XDG_CONFIG_HOME");
+    qputenv("XDG_CONFIG_HOME", "/tmp/somewhere");
+    EXPECT_EQ(PlistDefaultsDomain::standardPath(), QStringLiteral("/tmp/somewhere/tamsinvale/defaults.plist"));
+    qputenv("XDG_CONFIG_HOME", "");
+    EXPECT_EQ(PlistDefaultsDomain::standardPath(), QDir::homePath() + QStringLiteral("/.config/tamsinvale/defaults.plist"));
+    qputenv("XDG_CONFIG_HOME", saved);
+}
