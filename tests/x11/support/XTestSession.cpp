@@ -1,0 +1,115 @@
+// Brings the test desktop up in dependency order and down in the reverse one.
+#include "XTestSession.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace tamsinvale::x11test {
+
+namespace {
+
+std::unique_ptr<XTestSession> session;
+int qtArgc = 1;
+char qtProgramName[] = "tamsinvale_x11_tests";
+char* qtArgv[] = {qtProgramName, nullptr};
+
+}  // namespace
+
+bool XTestSession::start(QString* failure)
+{
+    auto s = std::make_unique<XTestSession>();
+    auto fail = [failure](const QString& why) {
+        if (failure)
+            *failure = why;
+        return false;
+    };
+    if (!s->m_dataHome.isValid())
+        return fail(QStringLiteral("no temporary directory"));
+    s->m_xvfb = XvfbServer::start(defaultSize);
+    if (!s->m_xvfb)
+        return fail(QStringLiteral("Xvfb did not start (is the xvfb package installed?)"));
+    s->m_display = std::make_unique<XTestDisplay>(s->m_xvfb->display());
+    if (!s->m_display->isOpen())
+        return fail(QStringLiteral("cannot connect to ") + s->m_xvfb->display());
+    s->m_wm = WindowManagerProcess::start(WindowManagerProcess::Kind::openbox, s->m_xvfb->display(), *s->m_display);
+    if (!s->m_wm)
+        return fail(QStringLiteral("Openbox did not become the window manager"));
+
+    // Everything started from here on, and Qt itself, uses the test display and the fixture data directories.
+    qputenv("DISPLAY", s->m_xvfb->display().toLocal8Bit());
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("XDG_DATA_HOME", (s->m_dataHome.path() + QStringLiteral("/share")).toLocal8Bit());
+    qputenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share");
+    QDir().mkpath(s->applicationsDir());
+    s->m_app = std::make_unique<QGuiApplication>(qtArgc, qtArgv);
+    QCoreApplication::setApplicationName(QStringLiteral("Tamsinvale"));
+    s->m_desktop = X11Desktop::create();
+    if (!s->m_desktop)
+        return fail(QStringLiteral("Qt did not open the display through xcb"));
+    session = std::move(s);
+    return true;
+}
+
+void XTestSession::stop()
+{
+    if (!session)
+        return;
+    session->m_desktop.reset();
+    session->m_app.reset();
+    session->m_wm.reset();
+    session->m_display.reset();
+    session->m_xvfb.reset();
+    session.reset();
+}
+
+XTestSession& XTestSession::get() { return *session; }
+
+std::unique_ptr<TestClient> XTestSession::client(const QList<WindowSpec>& windows)
+{
+    return TestClient::start(display(), windows);
+}
+
+std::unique_ptr<ChildProcess> XTestSession::application(const QStringList& argv)
+{
+    return ChildProcess::start(argv, {QStringLiteral("DISPLAY=") + display()}, false);
+}
+
+std::optional<xcb_window_t> XTestSession::clientWindowOf(const QString& windowClass, std::chrono::milliseconds timeout)
+{
+    std::optional<xcb_window_t> found;
+    waitUntil(
+        [&] {
+            for (const xcb_window_t w : x().cardinals(x().root(), "_NET_CLIENT_LIST")) {
+                const QStringList parts = x().text(w, "WM_CLASS").split(QLatin1Char('\0'));
+                if (parts.size() >= 2 && parts[1] == windowClass) {
+                    found = w;
+                    return true;
+                }
+            }
+            return false;
+        },
+        timeout);
+    return found;
+}
+
+bool XTestSession::waitUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout)
+{
+    return m_display->waitUntil(predicate, timeout);
+}
+
+std::optional<QString> XTestSession::tool(const QStringList& argv) { return runTool(argv); }
+
+QList<xcb_window_t> XTestSession::stackingBottomToTop()
+{
+    QList<xcb_window_t> out;
+    for (const uint32_t w : x().cardinals(x().root(), "_NET_CLIENT_LIST_STACKING"))
+        out.append(w);
+    return out;
+}
+
+bool XTestSession::resetMonitors()
+{
+    return x().setMonitors({MonitorSpec{QStringLiteral("M0"), QRect(QPoint(0, 0), defaultSize), true}});
+}
+
+}  // namespace tamsinvale::x11test

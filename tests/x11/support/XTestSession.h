@@ -1,0 +1,58 @@
+// One real desktop per test program: Xvfb, Openbox, Qt on that display, and the X11 backends under test.
+#pragma once
+
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <memory>
+
+#include "ChildProcess.h"
+#include "TestClient.h"
+#include "WindowManagerProcess.h"
+#include "XTestDisplay.h"
+#include "XvfbServer.h"
+#include "platform/x11/X11Desktop.h"
+
+namespace tamsinvale::x11test {
+
+class XTestSession {
+public:
+    static constexpr QSize defaultSize{1920, 1080};
+
+    // Started by the test program's environment; stopped (every process reaped) when it tears down.
+    static bool start(QString* failure);
+    static void stop();
+    static XTestSession& get();
+
+    QString display() const { return m_xvfb->display(); }
+    XTestDisplay& x() { return *m_display; }
+    X11Desktop& desktop() { return *m_desktop; }
+    // Where the fixture desktop entries live ($XDG_DATA_HOME/applications).
+    QString applicationsDir() const { return m_dataHome.path() + QStringLiteral("/share/applications"); }
+
+    std::unique_ptr<TestClient> client(const QList<WindowSpec>& windows);
+    // A real X application nobody here wrote (xterm, xclock, xeyes …) with the test display.
+    std::unique_ptr<ChildProcess> application(const QStringList& argv);
+    // The first managed window whose WM_CLASS class is `windowClass`, once the window manager lists it.
+    std::optional<xcb_window_t> clientWindowOf(const QString& windowClass,
+                                               std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
+
+    bool waitUntil(const std::function<bool()>& predicate,
+                   std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
+    // A tool (xdotool, xprop, xwininfo, xrandr) against the test display.
+    std::optional<QString> tool(const QStringList& argv);
+    // The client list, bottom to top, as the window manager published it.
+    QList<xcb_window_t> stackingBottomToTop();
+
+    // Back to one monitor covering the whole screen, as at start.
+    bool resetMonitors();
+
+private:
+    QTemporaryDir m_dataHome;
+    std::unique_ptr<XvfbServer> m_xvfb;
+    std::unique_ptr<XTestDisplay> m_display;
+    std::unique_ptr<WindowManagerProcess> m_wm;
+    std::unique_ptr<QGuiApplication> m_app;
+    std::unique_ptr<X11Desktop> m_desktop;
+};
+
+}  // namespace tamsinvale::x11test
