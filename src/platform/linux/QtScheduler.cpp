@@ -1,0 +1,84 @@
+// Deferred work as QTimers owned by small task objects, so cancel() simply stops and drops the timer.
+#include "QtScheduler.h"
+
+#include <QPointer>
+#include <QTimer>
+#include <cmath>
+
+namespace tamsinvale {
+
+namespace {
+
+class QtTask : public ScheduledTask {
+public:
+    QtTask(QObject* context, double seconds, bool repeating, std::function<void()> work)
+        : m_timer(new QTimer(context)), m_repeating(repeating), m_work(std::move(work))
+    {
+        m_timer->setSingleShot(!repeating);
+        m_timer->setTimerType(Qt::PreciseTimer);
+        m_timer->setInterval(static_cast<int>(std::lround(std::max(0.0, seconds) * 1000.0)));
+        QObject::connect(m_timer, &QTimer::timeout, m_timer, [this] { fire(); });
+        m_timer->start();
+    }
+    void cancel() override
+    {
+        m_pending = false;
+        if (m_timer) {
+            m_timer->stop();
+            m_timer->deleteLater();
+        }
+        auto last = std::move(self);  // may be the last reference: released when this call returns
+    }
+    bool isPending() const override { return m_pending; }
+
+    // Keeps the task alive while its timer can still fire.
+    std::shared_ptr<QtTask> self;
+
+private:
+    void fire()
+    {
+        auto keepAlive = self;  // the work may drop the last outside reference
+        if (!m_pending)
+            return;
+        if (!m_repeating) {
+            m_pending = false;
+            m_timer->deleteLater();
+            self.reset();
+        }
+        m_work();
+    }
+
+    QPointer<QTimer> m_timer;
+    bool m_repeating;
+    bool m_pending = true;
+    std::function<void()> m_work;
+};
+
+TaskHandle makeTask(QObject* context, double seconds, bool repeating, std::function<void()> work)
+{
+    auto task = std::make_shared<QtTask>(context, seconds, repeating, std::move(work));
+    task->self = task;
+    return task;
+}
+
+}  // namespace
+
+QtScheduler::QtScheduler(QObject* parent) : QObject(parent) { m_clock.start(); }
+
+double QtScheduler::now() const { return static_cast<double>(m_clock.nsecsElapsed()) / 1e9; }
+
+QDateTime QtScheduler::currentDateTime() const { return QDateTime::currentDateTime(); }
+
+TaskHandle QtScheduler::post(std::function<void()> work) { return makeTask(this, 0, false, std::move(work)); }
+
+TaskHandle QtScheduler::postAfter(double seconds, std::function<void()> work)
+{
+    return makeTask(this, seconds, false, std::move(work));
+}
+
+TaskHandle QtScheduler::repeat(double interval, std::function<void()> work)
+{
+    return makeTask(this, interval, true, std::move(work));
+}
+
+}  // namespace tamsinvale
