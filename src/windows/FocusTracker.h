@@ -12,7 +12,6 @@ class FocusTracker : public QObject {
     Q_OBJECT
 public:
     explicit FocusTracker(Workspace& workspace, QObject* parent = nullptr);
-    static FocusTracker& shared();
 
     // Absent until another application is activated after start (not seeded with the frontmost one).
     std::optional<RunningApp> lastNonSelf() const { return m_lastNonSelf; }
