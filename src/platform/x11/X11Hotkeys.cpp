@@ -1,0 +1,295 @@
+// Root key grabs for our hotkeys: checked so a refused grab is a failed registration, re-grabbed on keymap changes.
+#include "X11Hotkeys.h"
+
+#include "X11Connection.h"
+#include "platform/Logging.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace tamsinvale {
+
+namespace {
+constexpr std::uint8_t xkbNewKeyboardNotify = 0;
+constexpr std::uint8_t xkbMapNotify = 1;
+constexpr std::uint8_t badAccess = 10;
+}  // namespace
+
+struct X11Hotkeys::Entry {
+    std::uint32_t keyCode = 0;
+    std::uint32_t modifiers = 0;
+    std::uint32_t identifier = 0;
+    // What is grabbed now; empty keycodes when the current keymap lost the key.
+    std::vector<xcb_keycode_t> keycodes;
+    std::uint16_t mask = 0;
+    std::vector<std::uint16_t> variants;
+};
+
+struct X11Hotkeys::Token : HotkeyRegistration {
+    std::shared_ptr<Entry> entry;
+};
+
+X11Hotkeys::X11Hotkeys(xcb_connection_t* connection, xcb_window_t root, QObject* parent)
+    : Hotkeys(parent), m_connection(connection), m_root(root), m_keyMap(connection)
+{
+    // XKB-aware connections (Qt's) hear of keymap changes as XKB events instead of MappingNotify.
+    static constexpr char xkbName[] = "XKEYBOARD";
+    if (auto* reply = xcb_query_extension_reply(
+            m_connection, xcb_query_extension(m_connection, std::strlen(xkbName), xkbName), nullptr)) {
+        if (reply->present)
+            m_xkbEventBase = reply->first_event;
+        std::free(reply);
+    }
+}
+
+X11Hotkeys::X11Hotkeys(X11Connection& connection, QObject* parent)
+    : X11Hotkeys(connection.xcb(), connection.root(), parent)
+{
+}
+
+X11Hotkeys::~X11Hotkeys()
+{
+    if (m_filterInstalled && QCoreApplication::instance())
+        QCoreApplication::instance()->removeNativeEventFilter(this);
+    if (xcb_connection_has_error(m_connection))
+        return;
+    for (const auto& entry : m_entries)
+        ungrab(*entry);
+    xcb_flush(m_connection);
+}
+
+int X11Hotkeys::installHandler()
+{
+    if (xcb_connection_has_error(m_connection))
+        return HotkeyStatus::eventInternalErr;
+    if (!m_filterInstalled && QCoreApplication::instance()) {
+        QCoreApplication::instance()->installNativeEventFilter(this);
+        m_filterInstalled = true;
+    }
+    return HotkeyStatus::noErr;
+}
+
+std::vector<std::uint16_t> X11Hotkeys::lockVariants() const
+{
+    const std::uint16_t numLock = m_keyMap.numLockMask();
+    std::vector<std::uint16_t> out{0, XCB_MOD_MASK_LOCK};
+    if (numLock) {
+        out.push_back(numLock);
+        out.push_back(std::uint16_t(numLock | XCB_MOD_MASK_LOCK));
+    }
+    return out;
+}
+
+int X11Hotkeys::grab(Entry& entry)
+{
+    const std::vector<std::uint16_t> variants = lockVariants();
+    struct Attempt {
+        xcb_keycode_t keycode;
+        std::uint16_t modifiers;
+        xcb_void_cookie_t cookie;
+    };
+    std::vector<Attempt> attempts;
+    // All grabs go out before the first answer is awaited: one round trip for the whole set.
+    for (const xcb_keycode_t keycode : entry.keycodes)
+        for (const std::uint16_t variant : variants) {
+            const std::uint16_t modifiers = std::uint16_t(entry.mask | variant);
+            attempts.push_back({keycode, modifiers,
+                                xcb_grab_key_checked(m_connection, 0, m_root, modifiers, keycode,
+                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)});
+        }
+    bool refused = false;
+    bool failed = false;
+    std::vector<const Attempt*> held;
+    for (const Attempt& attempt : attempts) {
+        if (xcb_generic_error_t* error = xcb_request_check(m_connection, attempt.cookie)) {
+            (error->error_code == badAccess ? refused : failed) = true;
+            std::free(error);
+        } else {
+            held.push_back(&attempt);
+        }
+    }
+    if (xcb_connection_has_error(m_connection))
+        return HotkeyStatus::eventInternalErr;
+    if (refused || failed) {
+        // Half a hotkey (working only with NumLock off, say) would be worse than a reported failure.
+        for (const Attempt* attempt : held)
+            xcb_ungrab_key(m_connection, attempt->keycode, m_root, attempt->modifiers);
+        xcb_flush(m_connection);
+        entry.variants.clear();
+        return refused ? HotkeyStatus::eventHotKeyExistsErr : HotkeyStatus::paramErr;
+    }
+    entry.variants = variants;
+    return HotkeyStatus::noErr;
+}
+
+void X11Hotkeys::ungrab(Entry& entry)
+{
+    for (const xcb_keycode_t keycode : entry.keycodes)
+        for (const std::uint16_t variant : entry.variants)
+            xcb_ungrab_key(m_connection, keycode, m_root, std::uint16_t(entry.mask | variant));
+    entry.variants.clear();
+}
+
+int X11Hotkeys::registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t identifier,
+                               std::unique_ptr<HotkeyRegistration>* out)
+{
+    if (xcb_connection_has_error(m_connection))
+        return HotkeyStatus::eventInternalErr;
+    auto entry = std::make_shared<Entry>();
+    entry->keyCode = keyCode;
+    entry->modifiers = modifiers;
+    entry->identifier = identifier;
+    entry->keycodes = m_keyMap.keycodesForKeyCode(keyCode);
+    const std::optional<std::uint16_t> mask = m_keyMap.modifierMask(modifiers);
+    if (entry->keycodes.empty() || !mask) {
+        qCWarning(lcHotkeys) << "no X key for keyCode" << keyCode << "modifiers" << modifiers;
+        return HotkeyStatus::paramErr;
+    }
+    entry->mask = *mask;
+    // Two codes can land on one X key (§ and ` on a keyboard without §); the server would let our second grab
+    // silently replace the first.
+    for (const auto& other : m_entries)
+        if (other->mask == entry->mask && !other->variants.empty())
+            for (const xcb_keycode_t k : entry->keycodes)
+                if (std::find(other->keycodes.begin(), other->keycodes.end(), k) != other->keycodes.end())
+                    return HotkeyStatus::eventHotKeyExistsErr;
+    const int status = grab(*entry);
+    if (status != HotkeyStatus::noErr)
+        return status;
+    auto token = std::make_unique<Token>();
+    token->entry = entry;
+    m_entries.push_back(std::move(entry));
+    if (out)
+        *out = std::move(token);
+    return HotkeyStatus::noErr;
+}
+
+void X11Hotkeys::unregisterHotKey(HotkeyRegistration& registration)
+{
+    auto* token = dynamic_cast<Token*>(&registration);
+    if (!token || !token->entry)
+        return;
+    const auto it = std::find(m_entries.begin(), m_entries.end(), token->entry);
+    if (it == m_entries.end())
+        return;
+    if (!xcb_connection_has_error(m_connection)) {
+        ungrab(**it);
+        xcb_flush(m_connection);
+    }
+    m_entries.erase(it);
+}
+
+int X11Hotkeys::grabbedVariantCount() const
+{
+    int count = 0;
+    for (const auto& entry : m_entries)
+        count += int(entry->keycodes.size() * entry->variants.size());
+    return count;
+}
+
+bool X11Hotkeys::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*)
+{
+    if (eventType != "xcb_generic_event_t" || !message)
+        return false;
+    return handleEvent(static_cast<const xcb_generic_event_t*>(message));
+}
+
+bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
+{
+    const std::uint8_t type = event->response_type & 0x7f;
+    switch (type) {
+    case XCB_KEY_PRESS: {
+        const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
+        if (e->event != m_root)
+            return false;
+        dispatchPress(e);
+        return true;
+    }
+    case XCB_KEY_RELEASE: {
+        const auto* e = reinterpret_cast<const xcb_key_release_event_t*>(event);
+        if (e->event != m_root || !m_held.contains(e->detail))
+            return false;
+        m_held.remove(e->detail);
+        m_lastRelease.insert(e->detail, e->time);
+        return true;
+    }
+    case XCB_MAPPING_NOTIFY: {
+        const auto* e = reinterpret_cast<const xcb_mapping_notify_event_t*>(event);
+        if (e->request == XCB_MAPPING_KEYBOARD || e->request == XCB_MAPPING_MODIFIER)
+            keyboardMappingChanged();
+        return false;  // everybody else needs it too
+    }
+    default:
+        break;
+    }
+    if (m_xkbEventBase && type == m_xkbEventBase) {
+        // The XKB event's own kind sits in the byte where core events keep their detail.
+        const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event)[1];
+        if (xkbType == xkbNewKeyboardNotify || xkbType == xkbMapNotify)
+            keyboardMappingChanged();
+    }
+    return false;
+}
+
+void X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
+{
+    const std::uint16_t ignored = std::uint16_t(XCB_MOD_MASK_LOCK | m_keyMap.numLockMask());
+    const std::uint16_t state = std::uint16_t(e->state & 0xff & ~ignored);
+    const bool repeat = m_held.value(e->detail, false)
+        || (m_lastRelease.contains(e->detail) && m_lastRelease.value(e->detail) == e->time);
+    m_held.insert(e->detail, true);
+    if (repeat) {
+        ++m_ignoredRepeats;
+        return;
+    }
+    for (const auto& entry : m_entries) {
+        if (entry->mask != state || entry->variants.empty())
+            continue;
+        if (std::find(entry->keycodes.begin(), entry->keycodes.end(), e->detail) == entry->keycodes.end())
+            continue;
+        const std::uint32_t identifier = entry->identifier;
+        // Delivered on a later turn of the main loop, as a hotkey handler hops to the main queue.
+        QMetaObject::invokeMethod(this, [this, identifier] { emit pressed(identifier); }, Qt::QueuedConnection);
+        return;
+    }
+}
+
+void X11Hotkeys::keyboardMappingChanged()
+{
+    if (m_regrabQueued)
+        return;
+    m_regrabQueued = true;
+    // A keymap switch arrives as a burst of notifications; re-grab once after the burst.
+    auto regrab = [this] {
+        m_regrabQueued = false;
+        if (xcb_connection_has_error(m_connection) || !m_keyMap.refresh())
+            return;
+        for (const auto& entry : m_entries) {
+            const std::vector<xcb_keycode_t> keycodes = m_keyMap.keycodesForKeyCode(entry->keyCode);
+            const std::uint16_t mask = m_keyMap.modifierMask(entry->modifiers).value_or(0);
+            if (keycodes == entry->keycodes && mask == entry->mask && entry->variants == lockVariants())
+                continue;
+            ungrab(*entry);
+            entry->keycodes = keycodes;
+            entry->mask = mask;
+            if (keycodes.empty()) {
+                qCWarning(lcHotkeys) << "keyCode" << entry->keyCode << "has no key in the new keymap";
+                continue;
+            }
+            if (const int status = grab(*entry); status != HotkeyStatus::noErr)
+                qCWarning(lcHotkeys) << "re-grab of keyCode" << entry->keyCode << "modifiers" << entry->modifiers
+                                     << "failed after a keymap change:" << status;
+        }
+        xcb_flush(m_connection);
+        m_held.clear();
+    };
+    if (QCoreApplication::instance())
+        QMetaObject::invokeMethod(this, regrab, Qt::QueuedConnection);
+    else
+        regrab();
+}
+
+}  // namespace tamsinvale

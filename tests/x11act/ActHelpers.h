@@ -1,0 +1,41 @@
+// Shared steps of the act-side X11 tests: keyboard lock states, xdotool, and the input-reporting client.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <optional>
+
+#include "ChildProcess.h"
+
+#include <xcb/xcb.h>
+
+namespace tamsinvale::x11test {
+
+// The modifier and lock state the server reports for the core keyboard.
+std::uint16_t keyboardState();
+// Toggles NumLock or CapsLock through xdotool until the server reports `on`; false when it never does.
+bool setLock(const char* keysymName, std::uint16_t mask, bool on);
+std::uint16_t numLockMask();
+
+// Runs xdotool against the test display; false when it failed.
+bool xdotool(const QStringList& arguments);
+
+// The input client: one window that prints what reaches it.
+class InputClient {
+public:
+    static std::unique_ptr<InputClient> start(const QString& title, int x, int y, int width, int height);
+    xcb_window_t window() const { return m_window; }
+    // The next "text …" or "click …" line it printed, without its tag.
+    std::optional<QString> nextText(std::chrono::milliseconds timeout);
+    std::optional<QString> nextClick(std::chrono::milliseconds timeout);
+    ChildProcess& process() { return *m_process; }
+
+private:
+    std::optional<QString> next(const QString& tag, std::chrono::milliseconds timeout);
+    std::unique_ptr<ChildProcess> m_process;
+    xcb_window_t m_window = XCB_WINDOW_NONE;
+    QStringList m_pending;
+};
+
+}  // namespace tamsinvale::x11test
