@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "TamsinvaleApp.h"
+#include "hotkeys/HotKeyManager.h"
 
 namespace tamsinvale {
 
@@ -36,6 +37,8 @@ QString ControlService::Perform(const QString& action, const QString& argument)
 }
 
 QStringList ControlService::Actions() const { return TamsinvaleApp::actionNames(); }
+
+QStringList ControlService::FailedHotkeys() const { return m_app.hotKeyManager().failedRegistrations(); }
 
 int runControlClient(const QStringList& arguments)
 {

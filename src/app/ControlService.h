@@ -30,6 +30,8 @@ public slots:
     // Runs an action as its hotkey or menu item would; returns a note, or fails with a D-Bus error.
     QString Perform(const QString& action, const QString& argument);
     QStringList Actions() const;
+    // Names of the hotkeys that could not be registered, as the settings window would warn about them.
+    QStringList FailedHotkeys() const;
 
 private:
     TamsinvaleApp& m_app;

@@ -100,6 +100,10 @@ void TamsinvaleApp::insertDate()
 {
     // Two-digit year, month and day, always in Latin digits: 15 March 2026 is "260315".
     const QString text = QLocale::c().toString(m_platform.scheduler->currentDateTime().date(), QStringLiteral("yyMMdd"));
+    if (!m_platform.input) {
+        qCWarning(lcApp) << "insert date: no synthetic keyboard on this desktop";
+        return;
+    }
     for (const char32_t scalar : text.toUcs4())
         m_platform.input->typeScalar(scalar);
 }

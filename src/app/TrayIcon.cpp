@@ -39,6 +39,12 @@ TrayIcon::~TrayIcon() { m_tray.hide(); }
 
 bool TrayIcon::isShown() const { return QSystemTrayIcon::isSystemTrayAvailable() && m_tray.isVisible(); }
 
+void TrayIcon::showMessage(const QString& title, const QString& text)
+{
+    if (isShown())
+        m_tray.showMessage(title, text, QSystemTrayIcon::Warning);
+}
+
 void TrayIcon::updateIcon()
 {
     const double scale = qGuiApp->primaryScreen() ? qGuiApp->primaryScreen()->devicePixelRatio() : 1.0;

@@ -19,6 +19,7 @@ public:
 
     // False when the desktop has no tray (no StatusNotifier host, no XEmbed tray): hotkeys still work.
     bool isShown() const;
+    void showMessage(const QString& title, const QString& text);
 
 private:
     void rebuildMenu();

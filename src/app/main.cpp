@@ -1,8 +1,10 @@
-// Entry point: the settings and debug commands; the menu-bar app itself arrives with the app core.
+// Entry point: the menu-bar application, or one of its commands (ctl, settings, debug).
 #include <QCoreApplication>
 #include <QTextStream>
 #include <cstdio>
 
+#include "ApplicationMain.h"
+#include "ControlService.h"
 #include "DebugCommand.h"
 #include "SettingsCommand.h"
 #include "platform/linux/PlistDefaultsDomain.h"
@@ -11,12 +13,12 @@
 namespace {
 
 const char* usage =
-    "usage: tamsinvale [COMMAND]\n"
+    "usage: tamsinvale [--verbose]        run Tamsinvale (in the tray; one instance per session)\n"
+    "       tamsinvale ctl ACTION [ARG]   ask the running Tamsinvale to do something (tamsinvale ctl --help)\n"
+    "       tamsinvale settings …         read, change, import and export settings (tamsinvale settings --help)\n"
+    "       tamsinvale debug …            print what Tamsinvale sees of the desktop (tamsinvale debug --help)\n"
     "\n"
-    "commands:\n"
-    "  settings …   read, change, import and export settings (tamsinvale settings --help)\n"
-    "  debug …      print what Tamsinvale sees of the desktop (tamsinvale debug --help)\n"
-    "  --help       this text\n";
+    "--verbose (or TAMSINVALE_VERBOSE=1) also logs the debug lines of every area.\n";
 
 int runSettings(int argc, char** argv, const QStringList& arguments)
 {
@@ -28,6 +30,12 @@ int runSettings(int argc, char** argv, const QStringList& arguments)
     return tamsinvale::runSettingsCommand(store, arguments, out, err);
 }
 
+int runControl(int argc, char** argv, const QStringList& arguments)
+{
+    QCoreApplication app(argc, argv);
+    return tamsinvale::runControlClient(arguments);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -35,21 +43,22 @@ int main(int argc, char** argv)
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
+    const QString command = arguments.value(0);
 
-    if (!arguments.isEmpty() && arguments[0] == QLatin1String("settings"))
+    if (command == QLatin1String("settings"))
         return runSettings(argc, argv, arguments.mid(1));
-    if (!arguments.isEmpty() && arguments[0] == QLatin1String("debug"))
+    if (command == QLatin1String("ctl"))
+        return runControl(argc, argv, arguments.mid(1));
+    if (command == QLatin1String("debug"))
         return tamsinvale::runDebugCommand(argc, argv, arguments.mid(1));
-    if (!arguments.isEmpty() && (arguments[0] == QLatin1String("--help") || arguments[0] == QLatin1String("-h"))) {
+    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(usage, stdout);
         return 0;
     }
-    if (!arguments.isEmpty()) {
+    const bool verbose = command == QLatin1String("--verbose");
+    if (!command.isEmpty() && !(verbose && arguments.size() == 1)) {
         std::fprintf(stderr, "tamsinvale: unknown command \"%s\"\n\n%s", argv[1], usage);
         return 2;
     }
-    std::fputs("tamsinvale: the menu-bar app (tray icon, hotkeys, switchers, dimming) is not built yet.\n"
-               "Available now: `tamsinvale settings …` and `tamsinvale debug …`.\n",
-               stderr);
-    return 1;
+    return tamsinvale::runApplication(argc, argv, verbose);
 }

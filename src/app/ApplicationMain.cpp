@@ -1,0 +1,133 @@
+// Start-up on Linux: refuse Wayland, open the X11 port, install the platform, claim the session, run.
+#include "ApplicationMain.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <cstdio>
+#include <unistd.h>
+
+#include "ControlService.h"
+#include "TamsinvaleApp.h"
+#include "TrayIcon.h"
+#include "hotkeys/HotKeyManager.h"
+#include "platform/Logging.h"
+#include "platform/linux/LinuxProcesses.h"
+#include "platform/linux/PathBookmarks.h"
+#include "platform/linux/PlistDefaultsDomain.h"
+#include "platform/linux/QtScheduler.h"
+#include "platform/x11/X11Desktop.h"
+#include "platform/x11/X11Hotkeys.h"
+#include "settings/SettingsStore.h"
+
+namespace tamsinvale {
+
+namespace {
+
+const char* failedHotkeysText =
+    "These hotkeys could not be registered, most likely because another app already uses the same combination: ";
+
+bool isWaylandSession()
+{
+    return qEnvironmentVariable("XDG_SESSION_TYPE") == QLatin1String("wayland")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// Milliseconds since this process was started by the kernel, for the start-up log line.
+qint64 millisecondsSinceProcessStart()
+{
+    QFile stat(QStringLiteral("/proc/self/stat"));
+    QFile uptime(QStringLiteral("/proc/uptime"));
+    if (!stat.open(QIODevice::ReadOnly) || !uptime.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray statText = stat.readAll();
+    // Field 22 (starttime, in clock ticks since boot) comes after the parenthesised command name.
+    const QList<QByteArray> fields = statText.mid(statText.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 20)
+        return -1;
+    const double startSeconds = fields[19].toDouble() / double(sysconf(_SC_CLK_TCK));
+    const double nowSeconds = uptime.readAll().split(' ').value(0).toDouble();
+    return qint64((nowSeconds - startSeconds) * 1000.0);
+}
+
+}  // namespace
+
+int runApplication(int argc, char** argv, bool verbose)
+{
+    if (isWaylandSession()) {
+        std::fputs("tamsinvale: this is a Wayland session. Wayland does not let one program restack, move or "
+                   "activate another program's windows, which is all Tamsinvale does, so it will not half-work "
+                   "here. Log in to an X11 session (for example \"GNOME on Xorg\", Xfce, Cinnamon, MATE or i3) "
+                   "and start it again.\n",
+                   stderr);
+        return 4;
+    }
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        std::fputs("tamsinvale: no X display (DISPLAY is not set). Run it inside an X11 session, or use "
+                   "scripts/run, which starts a virtual display when there is none.\n",
+                   stderr);
+        return 4;
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication qtApp(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tamsinvale"));
+    QApplication::setDesktopFileName(QStringLiteral("tamsinvale"));
+    // A menu-bar utility: closing a panel or the settings window never ends it.
+    QApplication::setQuitOnLastWindowClosed(false);
+    configureLogging(verbose);
+
+    std::unique_ptr<X11Desktop> x11 = X11Desktop::create();
+    if (!x11) {
+        std::fputs("tamsinvale: could not use the X display\n", stderr);
+        return 4;
+    }
+    PlistDefaultsDomain defaults(PlistDefaultsDomain::standardPath());
+    QtScheduler scheduler;
+    LinuxProcesses processes;
+    PathBookmarks bookmarks;
+    X11Hotkeys hotkeys(x11->connection());
+
+    Platform platform;
+    x11->fill(platform);
+    platform.defaults = &defaults;
+    platform.scheduler = &scheduler;
+    platform.processes = &processes;
+    platform.bookmarks = &bookmarks;
+    platform.hotkeys = &hotkeys;
+    installPlatform(platform);
+
+    SettingsStore& settings = SettingsStore::shared();
+    TamsinvaleApp app(platform, settings, AppServices{});
+    ControlService control(app);
+    switch (control.claim()) {
+    case ControlService::Claim::alreadyRunning:
+        std::fputs("tamsinvale: Tamsinvale is already running in this session; use `tamsinvale ctl` to drive it\n",
+                   stderr);
+        return 0;
+    case ControlService::Claim::noBus:
+        qCWarning(lcApp) << "no D-Bus session bus: `tamsinvale ctl` cannot reach this instance and a second one "
+                            "would not be noticed";
+        break;
+    case ControlService::Claim::claimed: break;
+    }
+
+    TrayIcon tray(app, settings);
+    QObject::connect(&app, &TamsinvaleApp::quitRequested, &qtApp, &QCoreApplication::quit);
+    auto reportFailures = [&app, &tray] {
+        const QStringList failed = app.hotKeyManager().failedRegistrations();
+        if (failed.isEmpty())
+            return;
+        const QString text = QLatin1String(failedHotkeysText) + failed.join(QStringLiteral(", "))
+            + QStringLiteral(". Record a different combination or free it up in the other app.");
+        qCWarning(lcHotkeys).noquote() << text;
+        tray.showMessage(QStringLiteral("Tamsinvale"), text);
+    };
+    QObject::connect(&app.hotKeyManager(), &HotKeyManager::failedRegistrationsChanged, &app, reportFailures);
+
+    app.start();
+    qCInfo(lcApp, "started: %zu hotkeys registered %lld ms after process start",
+           app.hotKeyManager().registeredCount(), millisecondsSinceProcessStart());
+    return qtApp.exec();
+}
+
+}  // namespace tamsinvale
