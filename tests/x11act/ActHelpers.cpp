@@ -4,6 +4,7 @@
 #include "XTestSession.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace tamsinvale::x11test {
 
@@ -33,6 +34,64 @@ std::uint16_t numLockMask()
             return std::uint16_t(1u << (name.mid(3).toInt() + 2));
     }
     return 0;
+}
+
+QList<xcb_window_t> rootChildren()
+{
+    XTestDisplay& x = XTestSession::get().x();
+    QList<xcb_window_t> out;
+    auto* tree = xcb_query_tree_reply(x.xcb(), xcb_query_tree(x.xcb(), x.root()), nullptr);
+    if (!tree)
+        return out;
+    const xcb_window_t* children = xcb_query_tree_children(tree);
+    for (int i = 0; i < xcb_query_tree_children_length(tree); ++i)
+        out.append(children[i]);
+    std::free(tree);
+    return out;
+}
+
+bool directlyBelowFrameOf(xcb_window_t panel, xcb_window_t client)
+{
+    const xcb_window_t frame = XTestSession::get().x().topLevelAncestor(client);
+    const QList<xcb_window_t> children = rootChildren();
+    const qsizetype at = children.indexOf(panel);
+    return frame != XCB_WINDOW_NONE && at >= 0 && at + 1 < children.size() && children[at + 1] == frame;
+}
+
+bool isMapped(xcb_window_t window)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* a = xcb_get_window_attributes_reply(x.xcb(), xcb_get_window_attributes(x.xcb(), window), nullptr);
+    const bool mapped = a && a->map_state != XCB_MAP_STATE_UNMAPPED;
+    std::free(a);
+    return mapped;
+}
+
+QRect rootGeometry(xcb_window_t window)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* g = xcb_get_geometry_reply(x.xcb(), xcb_get_geometry(x.xcb(), window), nullptr);
+    const QRect r = g ? QRect(g->x, g->y, g->width, g->height) : QRect();
+    std::free(g);
+    return r;
+}
+
+std::optional<std::uint32_t> screenPixel(int px, int py)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* image = xcb_get_image_reply(
+        x.xcb(), xcb_get_image(x.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), std::int16_t(px), std::int16_t(py), 1, 1, ~0u),
+        nullptr);
+    if (!image)
+        return std::nullopt;
+    std::optional<std::uint32_t> out;
+    if (xcb_get_image_data_length(image) >= 4) {
+        std::uint32_t v = 0;
+        std::memcpy(&v, xcb_get_image_data(image), 4);
+        out = v & 0xffffff;
+    }
+    std::free(image);
+    return out;
 }
 
 bool xdotool(const QStringList& arguments)

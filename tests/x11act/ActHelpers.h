@@ -1,6 +1,8 @@
 // Shared steps of the act-side X11 tests: keyboard lock states, xdotool, and the input-reporting client.
 #pragma once
 
+#include <QList>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 #include <memory>
@@ -17,6 +19,16 @@ std::uint16_t keyboardState();
 // Toggles NumLock or CapsLock through xdotool until the server reports `on`; false when it never does.
 bool setLock(const char* keysymName, std::uint16_t mask, bool on);
 std::uint16_t numLockMask();
+
+// Children of the root, bottom to top, read on the test's own connection.
+QList<xcb_window_t> rootChildren();
+// True when `panel` lies directly below the window manager's frame of `client` among the root's children.
+bool directlyBelowFrameOf(xcb_window_t panel, xcb_window_t client);
+bool isMapped(xcb_window_t window);
+// Root coordinates of a child of the root.
+QRect rootGeometry(xcb_window_t window);
+// What the screen shows at a point of the root (no compositor: the frontmost window's own pixels), as 0xRRGGBB.
+std::optional<std::uint32_t> screenPixel(int x, int y);
 
 // Runs xdotool against the test display; false when it failed.
 bool xdotool(const QStringList& arguments);

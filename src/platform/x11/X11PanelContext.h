@@ -1,0 +1,52 @@
+// What every overlay panel shares on one connection: visuals, atoms, the compositor, and hooks into the port.
+#pragma once
+
+#include <QRect>
+#include <functional>
+#include <memory>
+
+#include "platform/WindowList.h"
+
+#include <xcb/xcb.h>
+
+namespace tamsinvale {
+
+// What the panels need from the rest of the port, passed in so they do not depend on its owner.
+struct X11PanelHooks {
+    // The primary monitor in root coordinates: where screen coordinates have their origin (its bottom-left).
+    // The whole root when unset.
+    std::function<QRect()> primaryMonitor;
+    // A panel went on screen / off screen (so the window list can show it in its place).
+    std::function<void(WindowNumber window, int level)> shown;
+    std::function<void(WindowNumber window)> hidden;
+};
+
+// The server-side facts every panel shares: visuals, atoms, the compositor, the hooks.
+struct X11PanelContext {
+    xcb_connection_t* connection = nullptr;
+    xcb_window_t root = XCB_WINDOW_NONE;
+    std::uint8_t rootDepth = 24;
+    xcb_visualid_t rootVisual = 0;
+    // A 32-bit TrueColor visual, used while a compositor runs so that translucency shows.
+    xcb_visualid_t argbVisual = 0;
+    xcb_atom_t compositorSelection = XCB_ATOM_NONE;
+    xcb_atom_t windowOpacity = XCB_ATOM_NONE;
+    xcb_atom_t clientListStacking = XCB_ATOM_NONE;
+    xcb_atom_t wmState = XCB_ATOM_NONE;
+    xcb_atom_t wmStateAbove = XCB_ATOM_NONE;
+    xcb_atom_t wmStateBelow = XCB_ATOM_NONE;
+    xcb_atom_t wmWindowType = XCB_ATOM_NONE;
+    xcb_atom_t wmWindowTypeNormal = XCB_ATOM_NONE;
+    xcb_atom_t wmWindowTypeDialog = XCB_ATOM_NONE;
+    xcb_atom_t wmPid = XCB_ATOM_NONE;
+    bool imageLsbFirst = true;
+    X11PanelHooks hooks;
+
+    // Reads the screen's visuals and interns the atoms, all requests out before the first answer.
+    static std::shared_ptr<X11PanelContext> create(xcb_connection_t* connection, xcb_window_t root, X11PanelHooks hooks);
+
+    bool compositorRunning() const;
+    QRect primaryMonitor() const;
+};
+
+}  // namespace tamsinvale

@@ -1,0 +1,210 @@
+// Overlay panels against real X: stacking under the active frame, vanished windows, click-through, drawing, frames.
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <cstdlib>
+
+#include "ActHelpers.h"
+#include "XTestSession.h"
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11OverlayPanels.h"
+#include "platform/x11/X11WindowReader.h"
+
+using namespace tamsinvale;
+using namespace tamsinvale::x11test;
+
+namespace {
+
+bool overrideRedirect(xcb_window_t window)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* a = xcb_get_window_attributes_reply(x.xcb(), xcb_get_window_attributes(x.xcb(), window), nullptr);
+    const bool on = a && a->override_redirect;
+    std::free(a);
+    return on;
+}
+
+bool near(std::optional<std::uint32_t> pixel, std::uint32_t rgb)
+{
+    if (!pixel)
+        return false;
+    for (int shift : {0, 8, 16})
+        if (std::abs(int((*pixel >> shift) & 0xff) - int((rgb >> shift) & 0xff)) > 3)
+            return false;
+    return true;
+}
+
+QPoint rootOrigin(xcb_window_t window)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* t = xcb_translate_coordinates_reply(x.xcb(), xcb_translate_coordinates(x.xcb(), window, x.root(), 0, 0),
+                                              nullptr);
+    const QPoint p = t ? QPoint(t->dst_x, t->dst_y) : QPoint();
+    std::free(t);
+    return p;
+}
+
+WindowSpec spec(const QString& title, int x, int y, const QStringList& states = {})
+{
+    WindowSpec w;
+    w.title = title;
+    w.x = x;
+    w.y = y;
+    w.states = states;
+    return w;
+}
+
+struct HookLog {
+    QList<std::pair<WindowNumber, int>> shown;
+    QList<WindowNumber> hidden;
+    X11PanelHooks hooks()
+    {
+        X11PanelHooks h;
+        h.shown = [this](WindowNumber w, int level) { shown.append({w, level}); };
+        h.hidden = [this](WindowNumber w) { hidden.append(w); };
+        return h;
+    }
+};
+
+}  // namespace
+
+TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhenItCloses)
+{
+    XTestSession& s = XTestSession::get();
+    HookLog log;
+    X11OverlayPanels panels(s.desktop().connection(), log.hooks());
+    auto panel = panels.createPanel(QRectF(0, 0, 1920, 1050), WindowLevel::normal);
+    const xcb_window_t overlay = panel->windowNumber();
+    OverlayAppearance look;
+    look.darkening = 0.6;
+    panel->setAppearance(look);
+    // Hidden until first ordered, already at its place: the 30 points at the top stay free.
+    ASSERT_TRUE(s.waitUntil([&] { return rootGeometry(overlay) == QRect(0, 30, 1920, 1050); }));
+    EXPECT_FALSE(isMapped(overlay));
+    EXPECT_TRUE(overrideRedirect(overlay));
+
+    auto client = s.client({spec(QStringLiteral("one"), 100, 100), spec(QStringLiteral("two"), 300, 200),
+                            spec(QStringLiteral("three"), 500, 300)});
+    ASSERT_TRUE(client);
+
+    // What the focus dimmer does: the manager's change of the active window orders the overlay below it.
+    X11Connection& connection = s.desktop().connection();
+    const xcb_atom_t activeAtom = connection.ewmh()->_NET_ACTIVE_WINDOW;
+    QObject::connect(&connection, &X11Connection::propertyChanged, [&](xcb_window_t window, xcb_atom_t atom) {
+        if (window == connection.root() && atom == activeAtom)
+            if (const xcb_window_t active = s.desktop().reader().activeWindow())
+                panel->orderBelow(active);
+    });
+
+    for (int i = 0; i < 30; ++i) {
+        const xcb_window_t target = client->window(i % 3);
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                             QStringLiteral("0x%1").arg(target, 0, 16)}));
+        ASSERT_TRUE(s.waitUntil([&] { return isMapped(overlay) && directlyBelowFrameOf(overlay, target); }))
+            << "activation " << i;
+    }
+    ASSERT_EQ(log.shown.size(), 1);
+    EXPECT_EQ(log.shown.first(), std::make_pair(WindowNumber(overlay), WindowLevel::normal));
+
+    // The active window closes: ordering below it is no error, and the manager's next choice takes the overlay.
+    const xcb_window_t closing = client->window(2);
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                         QStringLiteral("0x%1").arg(closing, 0, 16)}));
+    ASSERT_TRUE(s.waitUntil([&] { return directlyBelowFrameOf(overlay, closing); }));
+    ASSERT_TRUE(client->closeWindow(2));
+    panel->orderBelow(closing);
+    panel->orderBelow(0x1fffff0);  // never existed
+    EXPECT_TRUE(panel->isVisible());
+    ASSERT_TRUE(s.waitUntil([&] {
+        const xcb_window_t active = s.desktop().reader().activeWindow();
+        return active != XCB_WINDOW_NONE && active != closing && directlyBelowFrameOf(overlay, active);
+    }));
+    EXPECT_TRUE(isMapped(overlay));
+
+    panel->orderOut();
+    EXPECT_TRUE(s.waitUntil([&] { return !isMapped(overlay); }));
+    EXPECT_EQ(log.hidden, QList<WindowNumber>{overlay});
+    EXPECT_FALSE(panel->isVisible());
+}
+
+TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopInsetClipped)
+{
+    XTestSession& s = XTestSession::get();
+    auto input = InputClient::start(QStringLiteral("under the overlay"), 200, 200, 400, 300);
+    ASSERT_TRUE(input);
+
+    // 200×100: a green band over the top tenth, red left half and blue right half below it.
+    QImage picture(200, 100, QImage::Format_RGB32);
+    for (int y = 0; y < 100; ++y)
+        for (int x = 0; x < 200; ++x)
+            picture.setPixel(x, y, y < 10 ? qRgb(0, 255, 0) : x < 100 ? qRgb(255, 0, 0) : qRgb(0, 0, 255));
+    OverlayAppearance look;
+    look.picture = picture;
+    look.darkening = 0.5;
+    look.topInset = 30;
+
+    HookLog log;
+    X11OverlayPanels panels(s.desktop().connection(), log.hooks());
+    auto panel = panels.createPanel(QRectF(0, 0, 1920, 1050), WindowLevel::status);
+    panel->setAppearance(look);
+    panel->orderFrontRegardless();
+    const xcb_window_t overlay = panel->windowNumber();
+    ASSERT_TRUE(s.waitUntil([&] { return isMapped(overlay) && rootChildren().last() == overlay; }));
+    const xcb_window_t frame = s.x().topLevelAncestor(input->window());
+    EXPECT_GT(rootChildren().indexOf(overlay), rootChildren().indexOf(frame));
+
+    // Scaled by 10.8 to cover 1920×1080 (the inset included) and centred: the green band is 108 rows, 30 of them
+    // under the inset, so it ends 78 rows into the panel (root row 108).
+    EXPECT_TRUE(near(screenPixel(100, 30 + 40), 0x007f00)) << std::hex << screenPixel(100, 70).value_or(0);
+    EXPECT_TRUE(near(screenPixel(100, 30 + 200), 0x7f0000)) << std::hex << screenPixel(100, 230).value_or(0);
+    EXPECT_TRUE(near(screenPixel(1800, 30 + 200), 0x00007f)) << std::hex << screenPixel(1800, 230).value_or(0);
+    // Without the inset the band would reach root row 138.
+    EXPECT_TRUE(near(screenPixel(100, 30 + 95), 0x7f0000)) << std::hex << screenPixel(100, 125).value_or(0);
+
+    // A click on the covered window reaches it, not the overlay above.
+    const QPoint origin = rootOrigin(input->window());
+    ASSERT_TRUE(xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + 100), QString::number(origin.y() + 80),
+                         QStringLiteral("click"), QStringLiteral("1")}));
+    EXPECT_EQ(input->nextClick(std::chrono::milliseconds(5000)), QStringLiteral("100 80"));
+}
+
+TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLevels)
+{
+    XTestSession& s = XTestSession::get();
+    auto client = s.client({spec(QStringLiteral("normal"), 100, 100),
+                            spec(QStringLiteral("on top"), 600, 400, {QStringLiteral("above")})});
+    ASSERT_TRUE(client);
+    const xcb_window_t normalFrame = s.x().topLevelAncestor(client->window(0));
+    const xcb_window_t aboveFrame = s.x().topLevelAncestor(client->window(1));
+
+    HookLog log;
+    X11OverlayPanels panels(s.desktop().connection(), log.hooks());
+    auto panel = panels.createPanel(QRectF(100, 200, 300, 400), WindowLevel::normal);
+    const xcb_window_t overlay = panel->windowNumber();
+    EXPECT_TRUE(s.waitUntil([&] { return rootGeometry(overlay) == QRect(100, 480, 300, 400); }));
+    panel->setFrame(QRectF(0, 0, 1920, 1080));
+    EXPECT_TRUE(s.waitUntil([&] { return rootGeometry(overlay) == QRect(0, 0, 1920, 1080); }));
+
+    // A normal-level panel in front: above the normal window, under the always-on-top one.
+    panel->orderFrontRegardless();
+    ASSERT_TRUE(s.waitUntil([&] { return isMapped(overlay); }));
+    const QList<xcb_window_t> order = rootChildren();
+    EXPECT_GT(order.indexOf(overlay), order.indexOf(normalFrame));
+    EXPECT_LT(order.indexOf(overlay), order.indexOf(aboveFrame));
+
+    // A status-level strip above all of it; translucent colours are drawn as over black without a compositor.
+    auto strip = panels.createPanel(QRectF(0, 1050, 1920, 30), WindowLevel::statusAboveStrips);
+    OverlayAppearance red;
+    red.fill = QColor(255, 0, 0, 128);
+    strip->setAppearance(red);
+    strip->orderFrontRegardless();
+    ASSERT_TRUE(s.waitUntil([&] { return isMapped(strip->windowNumber()) && rootChildren().last() == strip->windowNumber(); }));
+    EXPECT_TRUE(s.waitUntil([&] { return rootGeometry(strip->windowNumber()) == QRect(0, 0, 1920, 30); }));
+    EXPECT_TRUE(near(screenPixel(10, 10), 0x800000)) << std::hex << screenPixel(10, 10).value_or(0);
+    EXPECT_EQ(log.shown.size(), 2);
+
+    const xcb_window_t stripWindow = strip->windowNumber();
+    strip.reset();
+    EXPECT_TRUE(log.hidden.contains(stripWindow));
+    EXPECT_TRUE(s.waitUntil([&] { return !rootChildren().contains(stripWindow); }));
+}
