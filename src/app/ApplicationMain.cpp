@@ -18,6 +18,8 @@
 #include "platform/linux/QtScheduler.h"
 #include "platform/x11/X11Desktop.h"
 #include "platform/x11/X11Hotkeys.h"
+#include "platform/x11/X11OverlayPanels.h"
+#include "platform/x11/X11Screens.h"
 #include "settings/SettingsStore.h"
 
 namespace tamsinvale {
@@ -86,6 +88,15 @@ int runApplication(int argc, char** argv, bool verbose)
     LinuxProcesses processes;
     PathBookmarks bookmarks;
     X11Hotkeys hotkeys(x11->connection());
+    // Our panels are placed in window-server coordinates and listed among the windows while on screen.
+    X11PanelHooks panelHooks;
+    panelHooks.primaryMonitor = [&x11] {
+        const QList<X11Monitor> monitors = x11->screens().monitors();
+        return monitors.isEmpty() ? QRect() : monitors.first().rect;
+    };
+    panelHooks.shown = [&x11](WindowNumber window, int level) { x11->registerOwnPanel(window, level); };
+    panelHooks.hidden = [&x11](WindowNumber window) { x11->unregisterOwnPanel(window); };
+    X11OverlayPanels overlays(x11->connection(), panelHooks);
 
     Platform platform;
     x11->fill(platform);
@@ -94,6 +105,7 @@ int runApplication(int argc, char** argv, bool verbose)
     platform.processes = &processes;
     platform.bookmarks = &bookmarks;
     platform.hotkeys = &hotkeys;
+    platform.overlays = &overlays;
     installPlatform(platform);
 
     SettingsStore& settings = SettingsStore::shared();
