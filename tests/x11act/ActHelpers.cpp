@@ -104,6 +104,32 @@ bool xdotool(const QStringList& arguments)
     return out.has_value() && exitCode == 0;
 }
 
+bool testCanGrab(xcb_keycode_t keycode, std::uint16_t mask)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    const std::uint16_t numLock = numLockMask();
+    const std::uint16_t variants[] = {0, XCB_MOD_MASK_LOCK, numLock, std::uint16_t(numLock | XCB_MOD_MASK_LOCK)};
+    bool all = true;
+    for (const std::uint16_t v : variants) {
+        const auto cookie = xcb_grab_key_checked(x.xcb(), 0, x.root(), std::uint16_t(mask | v), keycode,
+                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        if (xcb_generic_error_t* error = xcb_request_check(x.xcb(), cookie)) {
+            all = false;
+            std::free(error);
+        }
+    }
+    for (const std::uint16_t v : variants)
+        xcb_ungrab_key(x.xcb(), keycode, x.root(), std::uint16_t(mask | v));
+    xcb_flush(x.xcb());
+    return all;
+}
+
+bool waitForWindowManagerStartup()
+{
+    constexpr xcb_keycode_t left = 113;  // Left, evdev keycodes (Xvfb's keymap)
+    return XTestSession::get().waitUntil([] { return !testCanGrab(left, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1); });
+}
+
 bool setLock(const char* keysymName, std::uint16_t mask, bool on)
 {
     XTestSession& s = XTestSession::get();

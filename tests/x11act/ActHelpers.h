@@ -30,6 +30,12 @@ QRect rootGeometry(xcb_window_t window);
 // What the screen shows at a point of the root (no compositor: the frontmost window's own pixels), as 0xRRGGBB.
 std::optional<std::uint32_t> screenPixel(int x, int y);
 
+// Whether the test's own connection may grab the combination in every lock variant: false when anyone holds one.
+bool testCanGrab(xcb_keycode_t keycode, std::uint16_t mask);
+// Openbox announces itself as the manager before it has finished starting (its key bindings come later, and a
+// window mapped in between can go unmanaged); true once its C-A-Left binding is in place.
+bool waitForWindowManagerStartup();
+
 // Runs xdotool against the test display; false when it failed.
 bool xdotool(const QStringList& arguments);
 

@@ -71,6 +71,7 @@ struct HookLog {
 TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhenItCloses)
 {
     XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
     HookLog log;
     X11OverlayPanels panels(s.desktop().connection(), log.hooks());
     auto panel = panels.createPanel(QRectF(0, 0, 1920, 1050), WindowLevel::normal);
@@ -130,6 +131,7 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
 TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopInsetClipped)
 {
     XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
     auto input = InputClient::start(QStringLiteral("under the overlay"), 200, 200, 400, 300);
     ASSERT_TRUE(input);
 
@@ -171,6 +173,7 @@ TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopIn
 TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLevels)
 {
     XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
     auto client = s.client({spec(QStringLiteral("normal"), 100, 100),
                             spec(QStringLiteral("on top"), 600, 400, {QStringLiteral("above")})});
     ASSERT_TRUE(client);
