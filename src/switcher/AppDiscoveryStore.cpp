@@ -1,0 +1,230 @@
+// Application discovery: folder scans with first-wins deduplication, a name sort, and the background refresh.
+#include "AppDiscoveryStore.h"
+
+#include <QCollator>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QHash>
+#include <QSet>
+#include <algorithm>
+
+#include "BackgroundQueue.h"
+#include "DesktopEntryFile.h"
+#include "platform/Logging.h"
+
+namespace tamsinvale {
+
+namespace {
+
+AppDiscoveryStore* sharedStore = nullptr;
+
+// Desktop entries nest rarely, and never this deep; the cap keeps a symlink loop harmless.
+constexpr int maxDesktopDepth = 4;
+
+QFileInfoList listDirectory(const QString& path)
+{
+    // Hidden children are skipped and the directory flag comes with the listing.
+    return QDir(path).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+}  // namespace
+
+DiscoveryConfiguration DiscoveryConfiguration::bundles(const QString& homePath, PropertyListReader reader)
+{
+    DiscoveryConfiguration c;
+    c.layout = Layout::bundles;
+    c.roots = {QStringLiteral("/Applications"), homePath + QStringLiteral("/Applications"),
+               QStringLiteral("/System/Applications")};
+    c.plistReader = std::move(reader);
+    return c;
+}
+
+DiscoveryConfiguration DiscoveryConfiguration::freedesktopFromEnvironment()
+{
+    DiscoveryConfiguration c;
+    c.layout = Layout::desktopEntries;
+    QString home = qEnvironmentVariable("XDG_DATA_HOME");
+    if (home.isEmpty())
+        home = QDir::homePath() + QStringLiteral("/.local/share");
+    c.roots.append(home + QStringLiteral("/applications"));
+    QString dirs = qEnvironmentVariable("XDG_DATA_DIRS");
+    if (dirs.isEmpty())
+        dirs = QStringLiteral("/usr/local/share:/usr/share");
+    for (const QString& d : dirs.split(QLatin1Char(':'), Qt::SkipEmptyParts))
+        c.roots.append(d + QStringLiteral("/applications"));
+    c.roots.removeDuplicates();
+    c.currentDesktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    c.localeNames = DesktopEntryFile::currentLocaleNames();
+    c.searchPath = qEnvironmentVariable("PATH").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    return c;
+}
+
+AppDiscoveryStore::AppDiscoveryStore(DiscoveryConfiguration configuration, BackgroundQueue& background,
+                                     QObject* parent)
+    : QObject(parent)
+    , m_configuration(std::move(configuration))
+    , m_background(background)
+    , m_self(std::make_shared<AppDiscoveryStore*>(this))
+{
+}
+
+AppDiscoveryStore::~AppDiscoveryStore()
+{
+    if (sharedStore == this)
+        sharedStore = nullptr;
+}
+
+AppDiscoveryStore* AppDiscoveryStore::shared() { return sharedStore; }
+void AppDiscoveryStore::setShared(AppDiscoveryStore* store) { sharedStore = store; }
+
+void AppDiscoveryStore::refreshInBackground()
+{
+    if (m_refreshInFlight)
+        return;
+    m_refreshInFlight = true;
+    QElapsedTimer started;
+    started.start();
+    // The worker gets its own copy of the configuration and only a weak handle on the store.
+    auto result = std::make_shared<QList<DiscoveredApp>>();
+    auto elapsed = std::make_shared<qint64>(0);
+    std::weak_ptr<AppDiscoveryStore*> weak = m_self;
+    auto worker = std::make_shared<AppDiscoveryStore>(m_configuration, m_background);
+    m_background.run(
+        [worker, result, elapsed, started] {
+            *result = worker->scan();
+            *elapsed = started.elapsed();
+        },
+        [weak, result, elapsed, worker]() mutable {
+            worker.reset();
+            auto self = weak.lock();
+            if (!self)
+                return;
+            AppDiscoveryStore* store = *self;
+            store->m_apps = std::move(*result);
+            store->m_refreshInFlight = false;
+            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", long(store->m_apps.size()),
+                   long(*elapsed));
+            emit store->appsChanged();
+        });
+}
+
+QList<DiscoveredApp> AppDiscoveryStore::scan() const
+{
+    QList<DiscoveredApp> running;
+    QSet<QString> seenDesktopIds;
+    for (const QString& root : m_configuration.roots) {
+        QElapsedTimer timer;
+        timer.start();
+        if (m_configuration.layout == DiscoveryConfiguration::Layout::bundles) {
+            running.append(scanFolder(root));
+            for (const QFileInfo& child : listDirectory(root)) {
+                if (child.isDir())
+                    running.append(scanFolder(child.filePath()));
+            }
+        } else {
+            running.append(scanDesktopEntries(root, seenDesktopIds));
+        }
+        const qint64 ms = timer.elapsed();
+        if (ms > 100)
+            qCInfo(lcDiscovery, "discovery: scanning %s took %ld ms", qUtf8Printable(root), long(ms));
+    }
+    QList<DiscoveredApp> unique;
+    QSet<QString> ids;
+    for (DiscoveredApp& app : running) {
+        if (ids.contains(app.id))
+            continue;
+        ids.insert(app.id);
+        unique.append(std::move(app));
+    }
+    sortByName(unique);
+    return unique;
+}
+
+QList<DiscoveredApp> AppDiscoveryStore::scanFolder(const QString& folder) const
+{
+    QList<DiscoveredApp> out;
+    for (const QFileInfo& child : listDirectory(folder)) {
+        if (child.suffix() != QLatin1String("app") || child.fileName().startsWith(QLatin1Char('.')))
+            continue;
+        const QString path = child.filePath();
+        const AppFileInfo info = AppInfoReader::bundleInfo(path, m_configuration.plistReader);
+        out.append(DiscoveredApp{info.bundleIdentifier.value_or(path), info.name, info.bundleIdentifier, path});
+    }
+    return out;
+}
+
+QList<DiscoveredApp> AppDiscoveryStore::scanDesktopEntries(const QString& root, QSet<QString>& seen) const
+{
+    QList<DiscoveredApp> out;
+    scanDesktopDirectory(root, QString(), 0, seen, out);
+    return out;
+}
+
+void AppDiscoveryStore::scanDesktopDirectory(const QString& dir, const QString& idPrefix, int depth,
+                                             QSet<QString>& seen, QList<DiscoveredApp>& out) const
+{
+    if (depth > maxDesktopDepth)
+        return;
+    for (const QFileInfo& child : listDirectory(dir)) {
+        if (child.isDir()) {
+            scanDesktopDirectory(child.filePath(), idPrefix + child.fileName() + QLatin1Char('-'), depth + 1, seen,
+                                 out);
+            continue;
+        }
+        if (child.suffix() != QLatin1String("desktop") || !child.isFile())
+            continue;
+        const QString id = idPrefix + child.completeBaseName();
+        // The first file for an id decides it, also when that file hides the application.
+        if (seen.contains(id))
+            continue;
+        seen.insert(id);
+        const std::optional<DesktopEntryFile> entry = DesktopEntryFile::read(child.filePath());
+        if (!entry || entry->value(QStringLiteral("Type")) != QLatin1String("Application"))
+            continue;
+        if (entry->boolean(QStringLiteral("NoDisplay")) || entry->boolean(QStringLiteral("Hidden")))
+            continue;
+        const QStringList current = m_configuration.currentDesktops;
+        if (entry->has(QStringLiteral("OnlyShowIn"))) {
+            const QStringList only = entry->list(QStringLiteral("OnlyShowIn"));
+            if (std::none_of(current.begin(), current.end(), [&](const QString& d) { return only.contains(d); }))
+                continue;
+        }
+        const QStringList notIn = entry->list(QStringLiteral("NotShowIn"));
+        if (std::any_of(current.begin(), current.end(), [&](const QString& d) { return notIn.contains(d); }))
+            continue;
+        if (entry->has(QStringLiteral("TryExec")) && !tryExecFound(entry->value(QStringLiteral("TryExec"))))
+            continue;
+        QString name = entry->localizedName(m_configuration.localeNames);
+        if (name.isEmpty())
+            name = id;
+        out.append(DiscoveredApp{id, name, id, child.filePath()});
+    }
+}
+
+bool AppDiscoveryStore::tryExecFound(const QString& tryExec) const
+{
+    auto executable = [](const QString& path) {
+        const QFileInfo info(path);
+        return info.isFile() && info.isExecutable();
+    };
+    if (tryExec.isEmpty())
+        return false;
+    if (tryExec.startsWith(QLatin1Char('/')))
+        return executable(tryExec);
+    if (tryExec.contains(QLatin1Char('/')))
+        return false;
+    return std::any_of(m_configuration.searchPath.begin(), m_configuration.searchPath.end(),
+                       [&](const QString& dir) { return executable(dir + QLatin1Char('/') + tryExec); });
+}
+
+void AppDiscoveryStore::sortByName(QList<DiscoveredApp>& apps)
+{
+    QCollator collator;
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    std::stable_sort(apps.begin(), apps.end(), [&collator](const DiscoveredApp& a, const DiscoveredApp& b) {
+        return collator.compare(a.name, b.name) < 0;
+    });
+}
+
+}  // namespace tamsinvale

@@ -1,0 +1,42 @@
+// Background queues: a thread pool for the app, an inline one for virtual time.
+#include "BackgroundQueue.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QThreadPool>
+
+#include "platform/Scheduler.h"
+
+namespace tamsinvale {
+
+ThreadPoolBackgroundQueue::ThreadPoolBackgroundQueue() : m_mainContext(new QObject)
+{
+    // The context must live on the main thread for the queued hop back to land there.
+    if (QCoreApplication::instance())
+        m_mainContext->moveToThread(QCoreApplication::instance()->thread());
+}
+
+ThreadPoolBackgroundQueue::~ThreadPoolBackgroundQueue()
+{
+    // Pending hops are dropped with their context; workers still running only touch what they captured.
+    delete m_mainContext;
+}
+
+void ThreadPoolBackgroundQueue::run(std::function<void()> work, std::function<void()> thenOnMain)
+{
+    QPointer<QObject> context(m_mainContext);
+    QThreadPool::globalInstance()->start([work = std::move(work), thenOnMain = std::move(thenOnMain), context] {
+        work();
+        if (context)
+            QMetaObject::invokeMethod(context.data(), thenOnMain, Qt::QueuedConnection);
+    });
+}
+
+void InlineBackgroundQueue::run(std::function<void()> work, std::function<void()> thenOnMain)
+{
+    ++m_runs;
+    work();
+    m_scheduler.post(std::move(thenOnMain));
+}
+
+}  // namespace tamsinvale
