@@ -3,6 +3,7 @@
 
 #include <QImage>
 #include <cstdlib>
+#include <cstring>
 
 #include "ActHelpers.h"
 #include "XTestSession.h"
@@ -54,6 +55,38 @@ WindowSpec spec(const QString& title, int x, int y, const QStringList& states = 
     return w;
 }
 
+// A connection of its own that records the root's substructure events in the order the server sent them.
+class Witness {
+public:
+    Witness()
+    {
+        m_connection = xcb_connect(XTestSession::get().display().toLocal8Bit().constData(), nullptr);
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        const std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+        xcb_change_window_attributes(m_connection, m_root, XCB_CW_EVENT_MASK, &mask);
+        std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+    ~Witness() { xcb_disconnect(m_connection); }
+    // "configure" or "map" per event about `window`, in arrival order.
+    QStringList eventsOf(xcb_window_t window)
+    {
+        while (xcb_generic_event_t* e = xcb_poll_for_event(m_connection)) {
+            const std::uint8_t type = e->response_type & 0x7f;
+            if (type == XCB_CONFIGURE_NOTIFY && reinterpret_cast<xcb_configure_notify_event_t*>(e)->window == window)
+                m_events << QStringLiteral("configure");
+            else if (type == XCB_MAP_NOTIFY && reinterpret_cast<xcb_map_notify_event_t*>(e)->window == window)
+                m_events << QStringLiteral("map");
+            std::free(e);
+        }
+        return m_events;
+    }
+
+private:
+    xcb_connection_t* m_connection = nullptr;
+    xcb_window_t m_root = XCB_WINDOW_NONE;
+    QStringList m_events;
+};
+
 struct HookLog {
     QList<std::pair<WindowNumber, int>> shown;
     QList<WindowNumber> hidden;
@@ -88,6 +121,15 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
                             spec(QStringLiteral("three"), 500, 300)});
     ASSERT_TRUE(client);
 
+    // First appearance: restacked below the active frame before it is mapped, so it never covers that window.
+    Witness witness;
+    const xcb_window_t first = s.desktop().reader().activeWindow();
+    ASSERT_NE(first, XCB_WINDOW_NONE);
+    panel->orderBelow(first);
+    ASSERT_TRUE(s.waitUntil([&] { return witness.eventsOf(overlay).contains(QStringLiteral("map")); }));
+    EXPECT_EQ(witness.eventsOf(overlay), (QStringList{QStringLiteral("configure"), QStringLiteral("map")}));
+    EXPECT_TRUE(directlyBelowFrameOf(overlay, first));
+
     // What the focus dimmer does: the manager's change of the active window orders the overlay below it.
     X11Connection& connection = s.desktop().connection();
     const xcb_atom_t activeAtom = connection.ewmh()->_NET_ACTIVE_WINDOW;
@@ -99,6 +141,8 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
 
     for (int i = 0; i < 30; ++i) {
         const xcb_window_t target = client->window(i % 3);
+        if (target == first && i == 0)
+            continue;
         ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
                              QStringLiteral("0x%1").arg(target, 0, 16)}));
         ASSERT_TRUE(s.waitUntil([&] { return isMapped(overlay) && directlyBelowFrameOf(overlay, target); }))
@@ -210,4 +254,44 @@ TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLeve
     strip.reset();
     EXPECT_TRUE(log.hidden.contains(stripWindow));
     EXPECT_TRUE(s.waitUntil([&] { return !rootChildren().contains(stripWindow); }));
+}
+
+TEST(OverlayPanelsTest, withACompositorPanelsAreTranslucentAndCarryTheirOpacity)
+{
+    XTestSession& s = XTestSession::get();
+    auto compositor = s.application({QStringLiteral("xcompmgr")});
+    ASSERT_TRUE(compositor);
+    ASSERT_TRUE(s.waitUntil([&] { return s.x().selectionOwner("_NET_WM_CM_S0") != XCB_WINDOW_NONE; }));
+
+    X11OverlayPanels panels(s.desktop().connection());
+    auto dim = panels.createPanel(QRectF(0, 0, 1920, 1080), WindowLevel::status);
+    OverlayAppearance half;
+    half.fill = QColor(0, 0, 0, 128);
+    dim->setAppearance(half);
+    dim->setAlpha(0.5);
+    dim->orderFrontRegardless();
+    const xcb_window_t window = dim->windowNumber();
+    ASSERT_TRUE(s.waitUntil([&] { return isMapped(window); }));
+
+    XTestDisplay& x = s.x();
+    auto* geometry = xcb_get_geometry_reply(x.xcb(), xcb_get_geometry(x.xcb(), window), nullptr);
+    ASSERT_TRUE(geometry);
+    EXPECT_EQ(geometry->depth, 32);
+    std::free(geometry);
+    EXPECT_EQ(x.cardinals(window, "_NET_WM_WINDOW_OPACITY"), QList<uint32_t>{0x80000000u});
+
+    // The window's own pixels are half-transparent black, premultiplied.
+    auto* image = xcb_get_image_reply(
+        x.xcb(), xcb_get_image(x.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, window, 10, 10, 1, 1, ~0u), nullptr);
+    ASSERT_TRUE(image);
+    std::uint32_t pixel = 0;
+    ASSERT_GE(xcb_get_image_data_length(image), 4);
+    std::memcpy(&pixel, xcb_get_image_data(image), 4);
+    std::free(image);
+    EXPECT_EQ(pixel, 0x80000000u);
+
+    dim->setAlpha(1.0);
+    EXPECT_TRUE(s.waitUntil([&] { return x.cardinals(window, "_NET_WM_WINDOW_OPACITY").isEmpty(); }));
+    dim.reset();
+    compositor->stop();
 }
