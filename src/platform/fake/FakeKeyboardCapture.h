@@ -1,0 +1,26 @@
+// A keyboard capture that tests drive by typing into it.
+#pragma once
+
+#include "platform/KeyboardCapture.h"
+
+namespace tamsinvale {
+
+class FakeKeyboardCapture : public KeyboardCapture {
+public:
+    bool begin(std::function<void(const CapturedKey&)> onKey) override;
+    void end() override;
+    bool isCapturing() const override { return bool(m_onKey); }
+
+    // Refuses the next begin, as when another program holds the keyboard.
+    void refuseNextBegin() { m_refuse = true; }
+    // Delivers a press while capturing; false when nobody is capturing (the key goes elsewhere).
+    bool press(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers = 0);
+    int begins() const { return m_begins; }
+
+private:
+    std::function<void(const CapturedKey&)> m_onKey;
+    bool m_refuse = false;
+    int m_begins = 0;
+};
+
+}  // namespace tamsinvale

@@ -1,0 +1,176 @@
+// The switcher's show/close sequence with its timing log, the keyboard capture and the unhandled-key beep.
+#include "SwitcherWindowController.h"
+
+#include <QGuiApplication>
+#include <QPointer>
+
+#include "AppDiscoveryStore.h"
+#include "FocusablePanel.h"
+#include "ShortcutStore.h"
+#include "SwitcherActivity.h"
+#include "SwitcherKeyRouter.h"
+#include "SwitcherView.h"
+#include "platform/Logging.h"
+
+namespace tamsinvale {
+
+SwitcherWindowController::SwitcherWindowController(const Platform& platform, ShortcutStore& store,
+                                                   AppDiscoveryStore& discovery, AppIconStore* icons,
+                                                   KeyboardCapture* capture, QObject* parent)
+    : QObject(parent)
+    , m_platform(platform)
+    , m_store(store)
+    , m_discovery(discovery)
+    , m_icons(icons)
+    , m_capture(capture)
+{
+}
+
+SwitcherWindowController::~SwitcherWindowController()
+{
+    if (m_open)
+        close();
+}
+
+void SwitcherWindowController::toggle()
+{
+    if (m_open)
+        close();
+    else
+        show();
+}
+
+void SwitcherWindowController::show()
+{
+    m_showTimer.start();
+    const bool trusted = m_platform.accessibility && m_platform.accessibility->isProcessTrusted();
+    qCInfo(lcSwitcher, "show: begin (axTrusted=%d)", trusted ? 1 : 0);
+    if (m_open) {
+        // A second show replaces the session; the old view's keys are no longer ours.
+        if (m_capture)
+            m_capture->end();
+        m_capturing = false;
+    }
+
+    m_store.migrateLegacyDiscoveredBindings(m_discovery.apps());
+    qCInfo(lcSwitcher, "show: migration done (+%ld ms)", long(sinceShow()));
+
+    // The keyboard is taken first, so that nothing typed from here on can go to another application.
+    m_router = std::make_unique<SwitcherKeyRouter>();
+    if (m_capture) {
+        m_capturing = m_capture->begin([this](const CapturedKey& key) {
+            keyDown(SwitcherKeyEvent{key.keyCode, key.text, key.modifiers});
+        });
+        if (m_capturing)
+            qCInfo(lcSwitcher, "panel: became key window");
+    }
+    qCInfo(lcSwitcher, "show: monitor ready (+%ld ms)", long(sinceShow()));
+
+    m_view = std::make_unique<SwitcherView>(m_store, m_discovery, *m_router, *m_platform.scheduler);
+    m_view->onClose = [this] { close(); };
+    m_view->onOpenSettings = [this] {
+        if (openSettings)
+            openSettings();
+    };
+    qCInfo(lcSwitcher, "show: view struct made (+%ld ms)", long(sinceShow()));
+
+    if (!m_window) {
+        m_window = std::make_unique<FocusablePanel>(m_icons);
+        connect(m_window.get(), &FocusablePanel::keyPressed, this, &SwitcherWindowController::keyDown);
+        connect(m_window.get(), &FocusablePanel::exposedOnScreen, this, [this] {
+            if (m_open && !m_appeared)
+                viewAppears();
+        });
+        m_window->onEscape = [this] { close(); };
+    }
+    m_window->setView(m_view.get());
+    qCInfo(lcSwitcher, "show: hosting view built (+%ld ms)", long(sinceShow()));
+    qCInfo(lcSwitcher, "show: window content set (+%ld ms)", long(sinceShow()));
+
+    m_open = true;
+    m_appeared = false;
+    placePanel();
+    m_window->show();
+    m_window->raise();
+    const std::optional<RunningApp> front =
+        m_platform.workspace ? m_platform.workspace->frontmostApplication() : std::nullopt;
+    qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%d, shortcuts=%ld)",
+           long(sinceShow()), qUtf8Printable(front ? front->localizedName : QStringLiteral("none")),
+           m_capturing ? 1 : 0, long(m_store.shortcuts().size()));
+
+    // The view appears once the panel is on screen; until then keys wait in the router.
+    cancelTask(m_appearFallback);
+    if (m_window->isExposed()) {
+        viewAppears();
+    } else {
+        QPointer<SwitcherWindowController> self(this);
+        m_appearFallback = m_platform.scheduler->postAfter(appearFallbackSeconds, [self] {
+            if (self && self->m_open && !self->m_appeared)
+                self->viewAppears();
+        });
+    }
+    emit shown();
+}
+
+void SwitcherWindowController::viewAppears()
+{
+    m_appeared = true;
+    cancelTask(m_appearFallback);
+    m_view->appear();
+}
+
+void SwitcherWindowController::close()
+{
+    if (!m_open)
+        return;
+    qCInfo(lcSwitcher, "close: removing monitor, hiding panel");
+    m_open = false;
+    cancelTask(m_appearFallback);
+    if (m_capture && m_capturing) {
+        m_capture->end();
+        qCInfo(lcSwitcher, "panel: resigned key window");
+    }
+    m_capturing = false;
+    if (m_window)
+        m_window->hide();
+    if (m_view && SwitcherActivity::shared().isAppSession(m_view->sessionId()))
+        SwitcherActivity::shared().setMode(std::nullopt);
+    emit closed();
+}
+
+void SwitcherWindowController::keyDown(const SwitcherKeyEvent& event)
+{
+    if (!m_open || !m_router)
+        return;
+    const std::optional<SwitcherKeyEvent> passed = m_router->route(event);
+    if (!passed || !m_open)
+        return;
+    if (m_view && m_view->editFilter(*passed))
+        return;
+    if (passed->keyCode == SwitcherKeyEvent::escape) {
+        close();
+        return;
+    }
+    qCInfo(lcSwitcher, "panel: unhandled keyDown '%s' fell through to panel (this is the beep)",
+           qUtf8Printable(passed->logText()));
+    if (m_platform.workspace)
+        m_platform.workspace->beep();
+}
+
+void SwitcherWindowController::placePanel()
+{
+    const QList<ScreenInfo> screens = m_platform.screens ? m_platform.screens->screens() : QList<ScreenInfo>{};
+    const std::optional<ScreenInfo> main = m_platform.screens ? m_platform.screens->mainScreen() : std::nullopt;
+    if (!main || screens.isEmpty())
+        return;
+    // Screen coordinates have y up from the primary display's bottom; the window system's have y down.
+    const double primaryTop = screens.first().frame.bottom();
+    const QRectF visible = main->visibleFrame;
+    const QRectF topDown(visible.x(), primaryTop - visible.y() - visible.height(), visible.width(), visible.height());
+    const QSize size = m_window->preferredSize(topDown.size().toSize());
+    const int x = int(topDown.center().x() - size.width() / 2.0);
+    const int y = int(topDown.y() + std::max(0.0, (topDown.height() - size.height()) / 3.0));
+    m_window->setGeometry(QRect(QPoint(x, y), size));
+}
+
+}  // namespace tamsinvale

@@ -1,0 +1,109 @@
+// The switcher panel's controller on the simulated desktop: the keyboard is taken at once, keys typed before the
+// view is up still act, a key nobody handles beeps and leaves the panel open, Escape closes and gives the keyboard back.
+#include <gtest/gtest.h>
+
+#include "../TestSupport.h"
+#include "SwitcherTestSupport.h"
+#include "platform/fake/FakeKeyboardCapture.h"
+#include "switcher/FocusablePanel.h"
+#include "switcher/SwitcherActivity.h"
+#include "switcher/SwitcherKeyRouter.h"
+#include "switcher/SwitcherView.h"
+#include "switcher/SwitcherWindowController.h"
+
+using namespace tamsinvale;
+using namespace tamsinvale::test;
+
+namespace {
+
+struct Panel : SwitcherRig {
+    Panel() : SwitcherRig{{"org.xterm", "XTerm"}, {"org.editor", "Editor"}}
+    {
+        store.setDiscoveredKey(QString("x"), app("org.xterm"));
+        desktop.workspace.addApplication(desktop.makeApp(77, "org.xterm", "XTerm"));
+    }
+    FakeKeyboardCapture capture;
+    SwitcherWindowController controller{desktop.platform(), store, discovery, nullptr, &capture};
+};
+
+}  // namespace
+
+TEST(SwitcherPanel, aKeyTypedRightAfterTheHotkeyIsNotLost)
+{
+    Panel p;
+    p.controller.show();
+    EXPECT_TRUE(p.capture.isCapturing());
+    EXPECT_TRUE(p.controller.isKey());
+    // Typed at once, before the event loop has had a chance to put the panel on screen.
+    EXPECT_TRUE(p.capture.press(7, "x"));
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    waitUntil([&] { return !p.controller.isOpen(); }, 2000);
+    p.desktop.scheduler.runPending();
+    EXPECT_FALSE(p.controller.isOpen());
+    EXPECT_FALSE(p.capture.isCapturing());
+    EXPECT_EQ(p.desktop.workspace.activations(), (QList<std::pair<std::int32_t, bool>>{{77, true}}));
+    EXPECT_FALSE(SwitcherActivity::shared().mode());
+}
+
+TEST(SwitcherPanel, anUnboundKeyBeepsOnceAndEscapeClosesAndReleasesTheKeyboard)
+{
+    Panel p;
+    p.controller.show();
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    ASSERT_TRUE(p.controller.router()->hasHandler());
+    p.capture.press(16, "y");
+    EXPECT_EQ(p.desktop.workspace.beeps(), 1);
+    EXPECT_TRUE(p.controller.isOpen());
+    ASSERT_TRUE(p.controller.window());
+    EXPECT_TRUE(p.controller.window()->isVisible());
+    // Placed within the main screen's visible frame (y down from the top of the primary display).
+    const QRect g = p.controller.window()->geometry();
+    EXPECT_GE(g.top(), 25);
+    EXPECT_LE(g.bottom(), 982);
+    EXPECT_NEAR(g.center().x(), 756, 1);
+
+    p.capture.press(53, "\x1b");
+    EXPECT_FALSE(p.controller.isOpen());
+    EXPECT_FALSE(p.capture.isCapturing());
+    EXPECT_FALSE(p.controller.window()->isVisible());
+    EXPECT_EQ(p.desktop.workspace.beeps(), 1);
+
+    // The hotkey toggles: open, then closed again, each time with a new session.
+    p.controller.toggle();
+    const QUuid first = p.controller.view()->sessionId();
+    p.controller.toggle();
+    EXPECT_FALSE(p.controller.isOpen());
+    p.controller.toggle();
+    EXPECT_NE(p.controller.view()->sessionId(), first);
+    p.controller.close();
+}
+
+TEST(SwitcherPanel, opensWithoutTheKeyboardWhenAnotherProgramHoldsIt)
+{
+    Panel p;
+    p.capture.refuseNextBegin();
+    p.controller.show();
+    EXPECT_TRUE(p.controller.isOpen());
+    EXPECT_FALSE(p.controller.isKey());
+    // Keys then come through the panel's own window.
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    emit p.controller.window()->keyPressed(SwitcherKeyEvent{0xffff, "x", 0});
+    p.desktop.scheduler.runPending();
+    EXPECT_EQ(p.desktop.workspace.activations().size(), 1);
+}
+
+TEST(SwitcherPanel, aClickOnARowChoosesIt)
+{
+    Panel p;
+    p.controller.show();
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    FocusablePanel* panel = p.controller.window();
+    // Rows: Editor, XTerm, settings.
+    const QPoint onXTerm(100, FocusablePanel::headerHeight + FocusablePanel::rowHeight + 5);
+    ASSERT_EQ(panel->rowAt(onXTerm), 1);
+    EXPECT_FALSE(panel->rowAt(QPoint(100, 10)));
+    p.controller.view()->choose(*panel->rowAt(onXTerm));
+    p.desktop.scheduler.runPending();
+    EXPECT_EQ(p.desktop.workspace.activations().size(), 1);
+    EXPECT_FALSE(p.controller.isOpen());
+}
