@@ -20,6 +20,7 @@
 #include "platform/x11/X11Hotkeys.h"
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11Screens.h"
+#include "platform/x11/X11SyntheticInput.h"
 #include "settings/SettingsStore.h"
 
 namespace tamsinvale {
@@ -97,6 +98,7 @@ int runApplication(int argc, char** argv, bool verbose)
     panelHooks.shown = [&x11](WindowNumber window, int level) { x11->registerOwnPanel(window, level); };
     panelHooks.hidden = [&x11](WindowNumber window) { x11->unregisterOwnPanel(window); };
     X11OverlayPanels overlays(x11->connection(), panelHooks);
+    X11SyntheticInput input(x11->connection());
 
     Platform platform;
     x11->fill(platform);
@@ -106,6 +108,7 @@ int runApplication(int argc, char** argv, bool verbose)
     platform.bookmarks = &bookmarks;
     platform.hotkeys = &hotkeys;
     platform.overlays = &overlays;
+    platform.input = &input;
     installPlatform(platform);
 
     SettingsStore& settings = SettingsStore::shared();
