@@ -5,7 +5,9 @@
 
 #include "ActHelpers.h"
 #include "XTestSession.h"
+#include "platform/x11/X11Hotkeys.h"
 #include "platform/x11/X11SyntheticInput.h"
+#include "settings/HotKeyConfig.h"
 
 using namespace tamsinvale;
 using namespace tamsinvale::x11test;
@@ -90,4 +92,36 @@ TEST(SyntheticInputTest, unicodeTextArrivesIntactThroughLocksAndHeldModifiersAnd
 
     // A moment after the last character every lent key is empty again.
     EXPECT_TRUE(s.waitUntil([&] { return input.lentKeyCount() == 0 && keyboardMapping() == before; }));
+}
+
+TEST(SyntheticInputTest, textTypedForAHotkeyStillHeldReachesTheFocusedWindowAndTheHotkeyWorksAgain)
+{
+    XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
+    auto client = InputClient::start(QStringLiteral("insert date target"), 100, 100, 400, 300);
+    ASSERT_TRUE(client);
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                         QStringLiteral("0x%1").arg(client->window(), 0, 16)}));
+
+    // Insert date as the application wires it: the hotkey's action types text while ⌘ I may still be down.
+    X11Hotkeys hotkeys(s.desktop().connection());
+    ASSERT_EQ(hotkeys.installHandler(), HotkeyStatus::noErr);
+    std::unique_ptr<HotkeyRegistration> registration;
+    ASSERT_EQ(hotkeys.registerHotKey(34, CarbonModifier::command, 8, &registration), HotkeyStatus::noErr);
+    X11SyntheticInput input(s.desktop().connection(), &hotkeys);
+    int presses = 0;
+    QObject::connect(&hotkeys, &Hotkeys::pressed, [&](std::uint32_t) {
+        ++presses;
+        typeAll(input, QStringLiteral("260315"));
+    });
+
+    ASSERT_TRUE(xdotool({QStringLiteral("keydown"), QStringLiteral("super+i")}));
+    ASSERT_TRUE(s.waitUntil([&] { return presses == 1; }));
+    EXPECT_EQ(received(*client, 6), QStringLiteral("260315"));
+    ASSERT_TRUE(xdotool({QStringLiteral("keyup"), QStringLiteral("i"), QStringLiteral("keyup"), QStringLiteral("super")}));
+
+    // Its release went to the focused window, yet the next press counts as a new one.
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+i")}));
+    ASSERT_TRUE(s.waitUntil([&] { return presses == 2; }));
+    EXPECT_EQ(received(*client, 6), QStringLiteral("260315"));
 }

@@ -43,6 +43,8 @@ X11Hotkeys::X11Hotkeys(xcb_connection_t* connection, xcb_window_t root, QObject*
             m_xkbEventBase = reply->first_event;
         std::free(reply);
     }
+    m_heldPoll.setInterval(30);
+    connect(&m_heldPoll, &QTimer::timeout, this, &X11Hotkeys::pollHeldKeys);
 }
 
 X11Hotkeys::X11Hotkeys(X11Connection& connection, QObject* parent)
@@ -205,6 +207,8 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
         const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
         if (e->event != m_root)
             return false;
+        // A passive grab turned active: the keyboard is ours until this key goes up.
+        m_grabActive = true;
         dispatchPress(e);
         return true;
     }
@@ -212,6 +216,7 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
         const auto* e = reinterpret_cast<const xcb_key_release_event_t*>(event);
         if (e->event != m_root || !m_held.contains(e->detail))
             return false;
+        m_grabActive = false;
         m_held.remove(e->detail);
         m_lastRelease.insert(e->detail, e->time);
         return true;
@@ -255,6 +260,34 @@ void X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
         QMetaObject::invokeMethod(this, [this, identifier] { emit pressed(identifier); }, Qt::QueuedConnection);
         return;
     }
+}
+
+void X11Hotkeys::releaseActiveGrab()
+{
+    if (!m_grabActive || xcb_connection_has_error(m_connection))
+        return;
+    m_grabActive = false;
+    xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
+    xcb_flush(m_connection);
+    // Held on, the key auto-repeats into our passive grab again and we see its release; let go, it does not.
+    if (!m_held.isEmpty())
+        m_heldPoll.start();
+}
+
+void X11Hotkeys::pollHeldKeys()
+{
+    auto* keymap = xcb_query_keymap_reply(m_connection, xcb_query_keymap(m_connection), nullptr);
+    if (!keymap) {
+        m_heldPoll.stop();
+        return;
+    }
+    for (auto it = m_held.begin(); it != m_held.end();) {
+        const xcb_keycode_t k = it.key();
+        it = (keymap->keys[k / 8] & (1u << (k % 8))) ? std::next(it) : m_held.erase(it);
+    }
+    std::free(keymap);
+    if (m_held.isEmpty())
+        m_heldPoll.stop();
 }
 
 void X11Hotkeys::keyboardMappingChanged()

@@ -3,6 +3,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QHash>
+#include <QTimer>
 #include <memory>
 #include <vector>
 
@@ -33,6 +34,10 @@ public:
     bool handleEvent(const xcb_generic_event_t* event);
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
+    // Ends the keyboard grab that a hotkey press starts (it lasts until its key is released), so that keys typed
+    // for the hotkey's action reach the focused window instead of us. Nothing when no press is being held.
+    void releaseActiveGrab();
+
     // Grabs as they stand, for diagnostics and tests: how many (keycode, mask) variants are held.
     int grabbedVariantCount() const;
     const X11KeyMap& keyMap() const { return m_keyMap; }
@@ -49,6 +54,8 @@ private:
     void ungrab(Entry& entry);
     void keyboardMappingChanged();
     void dispatchPress(const xcb_key_press_event_t* event);
+    // After we gave up the grab the key's release goes elsewhere; the server's key state tells when it came.
+    void pollHeldKeys();
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root;
@@ -62,6 +69,8 @@ private:
     // timestamp; both must not look like a new press.
     QHash<xcb_keycode_t, bool> m_held;
     QHash<xcb_keycode_t, xcb_timestamp_t> m_lastRelease;
+    bool m_grabActive = false;
+    QTimer m_heldPoll;
 };
 
 }  // namespace tamsinvale

@@ -61,7 +61,7 @@ X11OverlayPanel::~X11OverlayPanel()
 {
     if (m_mapped && m_context->hooks.hidden)
         m_context->hooks.hidden(m_window);
-    if (xcb_connection_has_error(m_connection))
+    if (offline())
         return;
     xcb_destroy_window(m_connection, m_window);
     if (m_background != XCB_NONE)
@@ -69,6 +69,11 @@ X11OverlayPanel::~X11OverlayPanel()
     if (m_colormap != XCB_NONE)
         xcb_free_colormap(m_connection, m_colormap);
     xcb_flush(m_connection);
+}
+
+bool X11OverlayPanel::offline() const
+{
+    return m_context->detached || xcb_connection_has_error(m_connection);
 }
 
 QRect X11OverlayPanel::rootRect(const QRectF& frame) const
@@ -83,6 +88,8 @@ QRect X11OverlayPanel::rootRect(const QRectF& frame) const
 void X11OverlayPanel::setFrame(const QRectF& frame)
 {
     m_frame = frame;
+    if (offline())
+        return;
     const QRect r = rootRect(frame);
     if (r == m_rootRect)
         return;
@@ -102,6 +109,8 @@ void X11OverlayPanel::setAppearance(const OverlayAppearance& appearance)
 {
     m_appearance = appearance;
     m_hasAppearance = true;
+    if (offline())
+        return;
     repaint();
     xcb_flush(m_connection);
 }
@@ -109,7 +118,7 @@ void X11OverlayPanel::setAppearance(const OverlayAppearance& appearance)
 void X11OverlayPanel::setAlpha(double alpha)
 {
     m_alpha = std::clamp(alpha, 0.0, 1.0);
-    if (!m_context->windowOpacity)
+    if (!m_context->windowOpacity || offline())
         return;
     // Compositors read the window's opacity from this property; without one it has no effect.
     if (m_alpha >= 1.0) {
@@ -280,7 +289,7 @@ void X11OverlayPanel::show()
 
 void X11OverlayPanel::orderBelow(WindowNumber window)
 {
-    if (xcb_connection_has_error(m_connection) || window == m_window)
+    if (offline() || window == m_window)
         return;
     const xcb_window_t frame = topLevelOf(m_connection, window);
     if (frame == XCB_WINDOW_NONE || frame == m_window)
@@ -333,7 +342,7 @@ std::optional<xcb_window_t> X11OverlayPanel::topmostNormalFrame() const
 
 void X11OverlayPanel::orderFrontRegardless()
 {
-    if (xcb_connection_has_error(m_connection))
+    if (offline())
         return;
     if (m_level > WindowLevel::normal) {
         // Status-level strips and cards go above everything, docks and always-on-top windows included.
@@ -355,7 +364,7 @@ void X11OverlayPanel::orderOut()
     if (!m_mapped)
         return;
     m_mapped = false;
-    if (!xcb_connection_has_error(m_connection)) {
+    if (!offline()) {
         xcb_unmap_window(m_connection, m_window);
         xcb_flush(m_connection);
     }

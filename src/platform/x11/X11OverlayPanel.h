@@ -41,6 +41,8 @@ public:
     static xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window);
 
 private:
+    // The server cannot be reached (connection broken, or its owner gone).
+    bool offline() const;
     QRect rootRect(const QRectF& frame) const;
     // Places the window relative to `sibling` (none: the whole stack) and maps it if it was not; false on refusal.
     bool restack(xcb_window_t sibling, std::uint32_t stackMode);

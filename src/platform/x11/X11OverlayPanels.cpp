@@ -16,6 +16,12 @@ X11OverlayPanels::X11OverlayPanels(X11Connection& connection, X11PanelHooks hook
 {
 }
 
+X11OverlayPanels::~X11OverlayPanels()
+{
+    m_context->detached = true;
+    m_context->hooks = {};
+}
+
 std::unique_ptr<OverlayPanel> X11OverlayPanels::createPanel(const QRectF& frame, int level)
 {
     return std::make_unique<X11OverlayPanel>(m_context, frame, level);

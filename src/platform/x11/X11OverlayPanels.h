@@ -16,6 +16,7 @@ class X11OverlayPanels : public OverlayPanels {
 public:
     X11OverlayPanels(xcb_connection_t* connection, xcb_window_t root, X11PanelHooks hooks = {});
     X11OverlayPanels(X11Connection& connection, X11PanelHooks hooks = {});
+    ~X11OverlayPanels() override;
 
     std::unique_ptr<OverlayPanel> createPanel(const QRectF& frame, int level) override;
     const X11PanelContext& context() const { return *m_context; }

@@ -40,6 +40,8 @@ struct X11PanelContext {
     xcb_atom_t wmWindowTypeDialog = XCB_ATOM_NONE;
     xcb_atom_t wmPid = XCB_ATOM_NONE;
     bool imageLsbFirst = true;
+    // Set when the factory goes (the connection may follow it): panels still alive stop talking to the server.
+    bool detached = false;
     X11PanelHooks hooks;
 
     // Reads the screen's visuals and interns the atoms, all requests out before the first answer.

@@ -2,6 +2,7 @@
 #include "X11SyntheticInput.h"
 
 #include "X11Connection.h"
+#include "X11Hotkeys.h"
 #include "platform/Logging.h"
 
 #include <QChar>
@@ -12,8 +13,9 @@
 
 namespace tamsinvale {
 
-X11SyntheticInput::X11SyntheticInput(xcb_connection_t* connection, xcb_window_t root, QObject* parent)
-    : QObject(parent), m_connection(connection), m_root(root), m_keyMap(connection)
+X11SyntheticInput::X11SyntheticInput(xcb_connection_t* connection, xcb_window_t root, X11Hotkeys* hotkeys,
+                                     QObject* parent)
+    : QObject(parent), m_connection(connection), m_root(root), m_hotkeys(hotkeys), m_keyMap(connection)
 {
     if (const xcb_query_extension_reply_t* ext = xcb_get_extension_data(m_connection, &xcb_test_id))
         m_hasXTest = ext->present;
@@ -22,8 +24,8 @@ X11SyntheticInput::X11SyntheticInput(xcb_connection_t* connection, xcb_window_t 
     connect(&m_restoreTimer, &QTimer::timeout, this, &X11SyntheticInput::restoreLentKeys);
 }
 
-X11SyntheticInput::X11SyntheticInput(X11Connection& connection, QObject* parent)
-    : X11SyntheticInput(connection.xcb(), connection.root(), parent)
+X11SyntheticInput::X11SyntheticInput(X11Connection& connection, X11Hotkeys* hotkeys, QObject* parent)
+    : X11SyntheticInput(connection.xcb(), connection.root(), hotkeys, parent)
 {
 }
 
@@ -88,6 +90,8 @@ bool X11SyntheticInput::typeScalar(char32_t scalar)
     if (control || scalar == 0x7f || (scalar >= 0xd800 && scalar <= 0xdfff) || scalar > 0x10ffff)
         return false;
 
+    if (m_hotkeys)
+        m_hotkeys->releaseActiveGrab();
     // Someone may have changed the keyboard since the last character (our own lent keys included).
     if (!m_keyMap.refresh())
         return false;

@@ -13,6 +13,7 @@
 namespace tamsinvale {
 
 class X11Connection;
+class X11Hotkeys;
 
 class X11SyntheticInput : public QObject, public SyntheticInput {
     Q_OBJECT
@@ -21,8 +22,11 @@ public:
     // handles the press, which can be after we return.
     static constexpr int restoreDelayMs = 1000;
 
-    X11SyntheticInput(xcb_connection_t* connection, xcb_window_t root, QObject* parent = nullptr);
-    explicit X11SyntheticInput(X11Connection& connection, QObject* parent = nullptr);
+    // With `hotkeys`, a hotkey press still held (whose action is typing, as Insert date is) first gives up the
+    // keyboard grab it holds, which would otherwise take the typed keys.
+    X11SyntheticInput(xcb_connection_t* connection, xcb_window_t root, X11Hotkeys* hotkeys = nullptr,
+                      QObject* parent = nullptr);
+    explicit X11SyntheticInput(X11Connection& connection, X11Hotkeys* hotkeys = nullptr, QObject* parent = nullptr);
     ~X11SyntheticInput() override;
 
     bool typeScalar(char32_t scalar) override;
@@ -45,6 +49,7 @@ private:
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root;
+    X11Hotkeys* m_hotkeys;
     X11KeyMap m_keyMap;
     bool m_hasXTest = false;
     std::vector<LentKey> m_lent;  // oldest first
