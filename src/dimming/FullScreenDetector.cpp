@@ -19,11 +19,15 @@ QList<QRectF> FullScreenDetector::screenFrames() const
     return out;
 }
 
-QRectF FullScreenDetector::flip(const QRectF& b) const
+double FullScreenDetector::primaryHeight() const
 {
     const QList<ScreenInfo> screens = m_platform.screens->screens();
-    const double h = screens.isEmpty() ? 0.0 : screens.first().frame.height();
-    return QRectF(b.x(), h - b.y() - b.height(), b.width(), b.height());
+    return screens.isEmpty() ? 0.0 : screens.first().frame.height();
+}
+
+QRectF FullScreenDetector::flip(const QRectF& b, double primaryHeight)
+{
+    return QRectF(b.x(), primaryHeight - b.y() - b.height(), b.width(), b.height());
 }
 
 bool FullScreenDetector::isSelf(const RunningApp& app) const
@@ -84,10 +88,11 @@ bool FullScreenDetector::isFrontAppFullScreen(const WindowSnapshot& windows) con
         break;
     case AXVerdict::notFullScreen: break;
     }
+    const double h = primaryHeight();
     for (const WindowSnapshotEntry& e : windows) {
         if (e.ownerPid != front->pid || !e.onScreen.value_or(true) || e.layer.value_or(0) != WindowLevel::normal)
             continue;
-        if (fillsScreen(flip(e.bounds), screens)) {
+        if (fillsScreen(flip(e.bounds, h), screens)) {
             qCDebug(lcDimming).noquote().nospace()
                 << "isFrontAppFullScreen: CG heuristic reports fullscreen for pid=" << front->pid;
             return true;
@@ -113,10 +118,11 @@ bool FullScreenDetector::isAnyFullScreenPresent(const WindowSnapshot& windows) c
         }
     }
     const std::int32_t own = m_platform.workspace->ownPid();
+    const double h = primaryHeight();
     for (const WindowSnapshotEntry& e : windows) {
         if (e.ownerPid == own || !e.onScreen.value_or(true) || e.layer.value_or(0) != WindowLevel::normal)
             continue;
-        if (fillsScreen(flip(e.bounds), screens)) {
+        if (fillsScreen(flip(e.bounds, h), screens)) {
             qCDebug(lcDimming).noquote() << "isAnyFullScreenPresent: CG heuristic found fullscreen window";
             return true;
         }

@@ -30,7 +30,8 @@ private:
     // The accessibility test on the front app's focused window; nothing without trust or a readable window.
     AXVerdict focusedWindowVerdict(std::int32_t pid, const QList<QRectF>& screens) const;
     QList<QRectF> screenFrames() const;
-    QRectF flip(const QRectF& bounds) const;
+    double primaryHeight() const;
+    static QRectF flip(const QRectF& bounds, double primaryHeight);
     bool isSelf(const RunningApp& app) const;
 
     Platform m_platform;
