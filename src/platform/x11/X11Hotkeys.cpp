@@ -207,9 +207,10 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
         const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
         if (e->event != m_root)
             return false;
+        if (!dispatchPress(e))
+            return false;
         // A passive grab turned active: the keyboard is ours until this key goes up.
         m_grabActive = true;
-        dispatchPress(e);
         return true;
     }
     case XCB_KEY_RELEASE: {
@@ -239,27 +240,29 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
     return false;
 }
 
-void X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
+bool X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
 {
     const std::uint16_t ignored = std::uint16_t(XCB_MOD_MASK_LOCK | m_keyMap.numLockMask());
     const std::uint16_t state = std::uint16_t(e->state & 0xff & ~ignored);
-    const bool repeat = m_held.value(e->detail, false)
-        || (m_lastRelease.contains(e->detail) && m_lastRelease.value(e->detail) == e->time);
+    const Entry* match = nullptr;
+    for (const auto& entry : m_entries)
+        if (entry->mask == state && !entry->variants.empty()
+            && std::find(entry->keycodes.begin(), entry->keycodes.end(), e->detail) != entry->keycodes.end())
+            match = entry.get();
+    const bool held = m_held.contains(e->detail);
+    // Other keys reach the root too while some grab of the keyboard is active; they are not ours to take.
+    if (!match && !held)
+        return false;
+    const bool repeat = held || (m_lastRelease.contains(e->detail) && m_lastRelease.value(e->detail) == e->time);
     m_held.insert(e->detail, true);
     if (repeat) {
         ++m_ignoredRepeats;
-        return;
+        return true;
     }
-    for (const auto& entry : m_entries) {
-        if (entry->mask != state || entry->variants.empty())
-            continue;
-        if (std::find(entry->keycodes.begin(), entry->keycodes.end(), e->detail) == entry->keycodes.end())
-            continue;
-        const std::uint32_t identifier = entry->identifier;
-        // Delivered on a later turn of the main loop, as a hotkey handler hops to the main queue.
-        QMetaObject::invokeMethod(this, [this, identifier] { emit pressed(identifier); }, Qt::QueuedConnection);
-        return;
-    }
+    const std::uint32_t identifier = match->identifier;
+    // Delivered on a later turn of the main loop, as a hotkey handler hops to the main queue.
+    QMetaObject::invokeMethod(this, [this, identifier] { emit pressed(identifier); }, Qt::QueuedConnection);
+    return true;
 }
 
 void X11Hotkeys::releaseActiveGrab()

@@ -53,7 +53,8 @@ private:
     int grab(Entry& entry);
     void ungrab(Entry& entry);
     void keyboardMappingChanged();
-    void dispatchPress(const xcb_key_press_event_t* event);
+    // True when the press belongs to one of our grabs (delivered, or swallowed as a repeat).
+    bool dispatchPress(const xcb_key_press_event_t* event);
     // After we gave up the grab the key's release goes elsewhere; the server's key state tells when it came.
     void pollHeldKeys();
 
