@@ -89,6 +89,16 @@ void ShortcutStore::load()
     }
 }
 
+void ShortcutStore::reloadIfChanged()
+{
+    const QList<AppShortcut> shortcuts = m_shortcuts;
+    const QMap<QString, QString> first = m_discoveredKeyMap;
+    const QMap<QString, QString> second = m_discoveredSecondKeyMap;
+    load();
+    if (shortcuts != m_shortcuts || first != m_discoveredKeyMap || second != m_discoveredSecondKeyMap)
+        emit changed();
+}
+
 void ShortcutStore::save()
 {
     DefaultsDomain* defaults = m_platform.defaults;

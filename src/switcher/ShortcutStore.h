@@ -53,6 +53,9 @@ public:
     // Persistence.
     void load();
     void save();
+    // Loads again after the stored values changed under us (another process, a hand edit); tells observers
+    // only when the bindings differ.
+    void reloadIfChanged();
 
     const QList<AppShortcut>& shortcuts() const { return m_shortcuts; }
     const QMap<QString, QString>& discoveredKeyMap() const { return m_discoveredKeyMap; }

@@ -1,0 +1,65 @@
+// Creation and wiring of the switcher's objects; the one place that decides which collaborators they get.
+#include "SwitcherServices.h"
+
+#include "BackgroundQueue.h"
+#include "DesktopIconLoader.h"
+#include "ShortcutStore.h"
+#include "SwitcherWindowController.h"
+#include "app/AppServices.h"
+#include "platform/Logging.h"
+#include "services/LaunchOverlayController.h"
+
+namespace tamsinvale {
+
+SwitcherServices::SwitcherServices(const Platform& platform, SwitcherOptions options)
+    : m_platform(platform), m_background(std::make_unique<ThreadPoolBackgroundQueue>())
+{
+    const QStringList applicationDirs = options.discovery.roots;
+    m_discovery = std::make_unique<AppDiscoveryStore>(std::move(options.discovery), *m_background);
+    AppIconStore::IconFetcher fetcher = options.iconFetcher;
+    if (!fetcher) {
+        auto loader = std::make_shared<DesktopIconLoader>();
+        fetcher = [loader](const QString& path) { return loader->load(path, AppIconStore::iconSize); };
+    }
+    m_icons = std::make_unique<AppIconStore>(fetcher, *m_background);
+    m_overlay = std::make_unique<LaunchOverlayController>(platform);
+    m_shortcuts = std::make_unique<ShortcutStore>(platform);
+    m_shortcuts->setLaunchOverlay(m_overlay.get());
+    m_shortcuts->setApplicationDirs(applicationDirs);
+    m_shortcuts->setPropertyListReader(options.plistReader);
+    m_shortcuts->setIconProvider(fetcher);
+    if (options.alert)
+        m_shortcuts->setAlertPresenter(options.alert);
+    if (options.fileChooser)
+        m_shortcuts->setFileChooser(options.fileChooser);
+    m_controller = std::make_unique<SwitcherWindowController>(platform, *m_shortcuts, *m_discovery, m_icons.get(),
+                                                              options.keyboardCapture);
+    AppDiscoveryStore::setShared(m_discovery.get());
+    AppIconStore::setShared(m_icons.get());
+
+    // Bindings edited from the command line (or by hand) reach the running switcher.
+    if (platform.defaults) {
+        ShortcutStore* store = m_shortcuts.get();
+        QObject::connect(platform.defaults, &DefaultsDomain::changed, store, [store] { store->reloadIfChanged(); });
+    }
+}
+
+SwitcherServices::~SwitcherServices()
+{
+    AppDiscoveryStore::setShared(nullptr);
+    AppIconStore::setShared(nullptr);
+}
+
+void SwitcherServices::install(AppServices& services)
+{
+    AppDiscoveryStore* discovery = m_discovery.get();
+    SwitcherWindowController* controller = m_controller.get();
+    services.discoveryRefresh = [discovery] { discovery->refreshInBackground(); };
+    services.toggleAppSwitcher = [controller] { controller->toggle(); };
+    controller->openSettings = services.showSettings;
+    qCInfo(lcSwitcher, "switcher: installed (%lld custom shortcuts, %lld discovered bindings)",
+           static_cast<long long>(m_shortcuts->shortcuts().size()),
+           static_cast<long long>(m_shortcuts->discoveredKeyMap().size()));
+}
+
+}  // namespace tamsinvale
