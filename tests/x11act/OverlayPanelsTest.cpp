@@ -4,11 +4,13 @@
 #include <QImage>
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 #include "ActHelpers.h"
 #include "XTestSession.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11OverlayPanels.h"
+#include "platform/x11/X11WindowList.h"
 #include "platform/x11/X11WindowReader.h"
 
 using namespace tamsinvale;
@@ -93,8 +95,15 @@ struct HookLog {
     X11PanelHooks hooks()
     {
         X11PanelHooks h;
-        h.shown = [this](WindowNumber w, int level) { shown.append({w, level}); };
-        h.hidden = [this](WindowNumber w) { hidden.append(w); };
+        // Also as the port wires them: our panels appear in the window list while they are up.
+        h.shown = [this](WindowNumber w, int level) {
+            shown.append({w, level});
+            XTestSession::get().desktop().registerOwnPanel(w, level);
+        };
+        h.hidden = [this](WindowNumber w) {
+            hidden.append(w);
+            XTestSession::get().desktop().unregisterOwnPanel(w);
+        };
         return h;
     }
 };
@@ -148,6 +157,17 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
             << "activation " << i;
     }
     ASSERT_EQ(log.shown.size(), 1);
+    // The window list, front to back, has the overlay right behind the active window, as ours, at level 0.
+    const auto listed = s.desktop().windowList().onScreenWindows();
+    ASSERT_TRUE(listed);
+    qsizetype at = -1;
+    for (qsizetype i = 0; i < listed->size(); ++i)
+        if ((*listed)[i].number == overlay)
+            at = i;
+    ASSERT_GT(at, 0);
+    EXPECT_EQ((*listed)[at - 1].number, std::optional<WindowNumber>(client->window(29 % 3)));
+    EXPECT_EQ((*listed)[at].ownerPid, std::int32_t(getpid()));
+    EXPECT_EQ((*listed)[at].layer, std::optional<int>(WindowLevel::normal));
     EXPECT_EQ(log.shown.first(), std::make_pair(WindowNumber(overlay), WindowLevel::normal));
 
     // The active window closes: ordering below it is no error, and the manager's next choice takes the overlay.
