@@ -1,6 +1,8 @@
 // Synthetic typing against real X: Unicode text (characters the keymap lacks included) arrives as typed.
 #include <gtest/gtest.h>
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <cstdlib>
 
 #include "ActHelpers.h"
@@ -124,4 +126,35 @@ TEST(SyntheticInputTest, textTypedForAHotkeyStillHeldReachesTheFocusedWindowAndT
     ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+i")}));
     ASSERT_TRUE(s.waitUntil([&] { return presses == 2; }));
     EXPECT_EQ(received(*client, 6), QStringLiteral("260315"));
+}
+
+TEST(SyntheticInputTest, anXlibApplicationReceivesTheTextToo)
+{
+    // xterm looks keys up through Xlib, which rereads a changed keymap only when it next needs it.
+    XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString file = dir.filePath(QStringLiteral("typed.txt"));
+    auto xterm = ChildProcess::start({QStringLiteral("xterm"), QStringLiteral("-class"), QStringLiteral("TypingXTerm"),
+                                      QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+                                      QStringLiteral("stty -echo; touch \"$0\"; exec cat > \"$0\""), file},
+                                     {QStringLiteral("DISPLAY=") + s.display(), QStringLiteral("LC_ALL=C.UTF-8")}, false);
+    ASSERT_TRUE(xterm);
+    const auto window = s.clientWindowOf(QStringLiteral("TypingXTerm"));
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(s.waitUntil([&] { return QFile::exists(file); }));
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QStringLiteral("0x%1").arg(*window, 0, 16)}));
+
+    X11SyntheticInput input(s.desktop().connection());
+    const QString text = QStringLiteral("Grüße, Ω€ ✓ 260315\n");
+    EXPECT_TRUE(typeAll(input, text));
+    QString contents;
+    EXPECT_TRUE(s.waitUntil([&] {
+        QFile f(file);
+        contents = f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+        return contents.size() >= text.size();
+    }));
+    EXPECT_EQ(contents, text);
+    xterm->stop();
 }
