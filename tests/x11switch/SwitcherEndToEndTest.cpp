@@ -1,0 +1,238 @@
+// The app switcher of the real tamsinvale on a real X server: the hotkey pressed through XTEST opens the panel
+// with the keyboard taken, a key typed before the panel is up still counts, an unbound key beeps and keeps it
+// open, Escape closes it, and one- and two-key bindings bring their targets forward.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include "ChildProcess.h"
+#include "X11TestPaths.h"
+#include "XTestSession.h"
+#include "XTools.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <xcb/xcb.h>
+
+using namespace tamsinvale::x11test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString panelTitle = QStringLiteral("Tamsinvale App Switcher");
+
+QString artifactsDir()
+{
+    const QString dir = qEnvironmentVariable("TAMSINVALE_ARTIFACTS_DIR", QStringLiteral(TAMSINVALE_SWITCH_ARTIFACTS));
+    QDir().mkpath(dir);
+    return dir;
+}
+
+// The binary under test; another build's can be named for a local run.
+QString binary()
+{
+    const QString chosen = qEnvironmentVariable("TAMSINVALE_BINARY");
+    return chosen.isEmpty() ? QString::fromLocal8Bit(tamsinvalePath) : chosen;
+}
+
+struct ToolRun {
+    int exitCode = -1;
+    QString output;
+};
+
+ToolRun runWith(const QStringList& environment, const QStringList& argv)
+{
+    auto p = ChildProcess::start(QStringList{"sh", "-c", "exec \"$@\" 2>&1", "sh"} + argv, environment);
+    ToolRun run;
+    if (!p)
+        return run;
+    while (auto line = p->readLine(15s))
+        run.output += *line + QLatin1Char('\n');
+    int status = 0;
+    if (p->waitForExit(15s, &status) && WIFEXITED(status))
+        run.exitCode = WEXITSTATUS(status);
+    return run;
+}
+
+// The instance under test: its own session bus and configuration, the session's applications.
+class Tamsinvale {
+public:
+    explicit Tamsinvale(XTestSession& s) : m_session(s)
+    {
+        m_bus = ChildProcess::start({"dbus-daemon", "--session", "--nofork", "--print-address=1"});
+        const QString address = m_bus ? m_bus->readLine(10s).value_or(QString()) : QString();
+        env = {"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + address, "XDG_CONFIG_HOME=" + m_config.path(),
+               "XDG_DATA_HOME=" + QFileInfo(s.applicationsDir()).path(), "XDG_DATA_DIRS=/usr/local/share:/usr/share",
+               "XDG_CURRENT_DESKTOP=Openbox", "TAMSINVALE_VERBOSE=1"};
+    }
+    ~Tamsinvale()
+    {
+        if (m_app && m_app->running()) {
+            runWith(env, {binary(), "ctl", "quit"});
+            m_app->waitForExit(10s, nullptr);
+        }
+    }
+
+    ToolRun shortcuts(const QStringList& args) { return runWith(env, QStringList{binary(), "shortcuts"} + args); }
+
+    // Starts it and reads its log up to the start line; false (with the reason) when the switcher is not in it.
+    bool start(QString* why)
+    {
+        m_app = ChildProcess::start({"sh", "-c", "exec \"$0\" 2>&1", binary()}, env);
+        if (!m_app) {
+            *why = "could not start " + binary();
+            return false;
+        }
+        bool installed = false;
+        while (auto line = m_app->readLine(20s)) {
+            installed = installed || line->startsWith("tamsinvale.switcher: switcher: installed");
+            if (line->startsWith("tamsinvale.app: started:"))
+                break;
+        }
+        if (!installed)
+            *why = "this build of tamsinvale does not wire the app switcher in (no \"switcher: installed\")";
+        return installed;
+    }
+    std::optional<QString> waitForLog(const QString& text, std::chrono::milliseconds timeout = 10s)
+    {
+        return m_app->readLineStartingWith("tamsinvale.switcher: " + text, timeout);
+    }
+
+    QStringList env;
+
+private:
+    XTestSession& m_session;
+    QTemporaryDir m_config;
+    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<ChildProcess> m_app;
+};
+
+bool panelViewable(XTestSession& s)
+{
+    const auto found = s.tool({"xdotool", "search", "--name", "^" + panelTitle + "$"});
+    if (!found)
+        return false;
+    for (const QString& id : found->split('\n', Qt::SkipEmptyParts)) {
+        const auto info = s.tool({"xwininfo", "-id", id.trimmed()});
+        if (info && info->contains("IsViewable"))
+            return true;
+    }
+    return false;
+}
+
+// Whether another client holds the keyboard: our own grab attempt is refused then.
+bool keyboardHeldByAnother(XTestSession& s)
+{
+    xcb_connection_t* c = s.x().xcb();
+    auto* reply = xcb_grab_keyboard_reply(
+        c, xcb_grab_keyboard(c, 0, s.x().root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC), nullptr);
+    const bool held = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
+    const bool ours = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    free(reply);
+    if (ours)
+        xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+    xcb_flush(c);
+    return held;
+}
+
+bool press(XTestSession& s, const QStringList& keys)
+{
+    return s.tool(QStringList{"xdotool", "key", "--delay", "0"} + keys).has_value();
+}
+
+void screenshot(XTestSession& s, const QString& name)
+{
+    s.tool({"import", "-window", "root", artifactsDir() + "/" + name + ".png"});
+}
+
+// Activation of other programs' windows lives in the X11 workspace backend; until it is there, what can be
+// checked is that the switcher asked for it.
+bool workspaceCanActivate(XTestSession& s, std::int32_t pid) { return s.desktop().workspace().activate(pid, true); }
+
+}  // namespace
+
+TEST(SwitcherEndToEnd, panelTakesTheKeyboardBeepsForUnboundKeysAndClosesOnEscape)
+{
+    XTestSession& s = XTestSession::get();
+    Tamsinvale app(s);
+    QString why;
+    if (!app.start(&why))
+        GTEST_SKIP() << why.toStdString();
+    ASSERT_FALSE(panelViewable(s));
+    ASSERT_FALSE(keyboardHeldByAnother(s));
+
+    ASSERT_TRUE(press(s, {"super+space"}));
+    ASSERT_TRUE(s.waitUntil([&] { return panelViewable(s); }, 10s)) << "the panel did not appear";
+    EXPECT_TRUE(keyboardHeldByAnother(s));
+    ASSERT_TRUE(app.waitForLog("show: ordered front"));
+    screenshot(s, "switcher-open");
+
+    ASSERT_TRUE(press(s, {"q"}));
+    EXPECT_TRUE(app.waitForLog("panel: unhandled keyDown 'q' fell through to panel (this is the beep)"));
+    EXPECT_TRUE(panelViewable(s));
+
+    ASSERT_TRUE(press(s, {"Escape"}));
+    EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s); }, 10s)) << "Escape did not close the panel";
+    EXPECT_TRUE(s.waitUntil([&] { return !keyboardHeldByAnother(s); }, 10s)) << "the keyboard was not given back";
+}
+
+TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
+{
+    XTestSession& s = XTestSession::get();
+    // A test client with a desktop entry of its own, bound to "t" then "e"; xterm's entry bound to "x".
+    QFile entry(s.applicationsDir() + "/tamsinvale-switch-target.desktop");
+    QDir().mkpath(s.applicationsDir());
+    ASSERT_TRUE(entry.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Switch Target\nExec=%1\n"
+                               "StartupWMClass=SwitchTarget\n")
+                    .arg(testClientPath)
+                    .toUtf8());
+    entry.close();
+    WindowSpec spec;
+    spec.title = "switch-target";
+    spec.windowClass = "SwitchTarget";
+    auto client = s.client({spec});
+    ASSERT_TRUE(client);
+    auto xterm = s.application({"xterm", "-title", "switch-xterm"});
+    ASSERT_TRUE(xterm);
+    const auto xtermWindow = s.clientWindowOf("XTerm");
+    ASSERT_TRUE(xtermWindow);
+
+    Tamsinvale app(s);
+    const ToolRun bound = app.shortcuts({"bind", "debian-xterm", "x"});
+    ASSERT_EQ(bound.exitCode, 0) << bound.output.toStdString();
+    const ToolRun added = app.shortcuts({"add", entry.fileName(), "t", "e"});
+    ASSERT_EQ(added.exitCode, 0) << added.output.toStdString();
+    QString why;
+    if (!app.start(&why))
+        GTEST_SKIP() << why.toStdString();
+    ASSERT_TRUE(s.activate(client->window(0)));
+
+    // The hotkey and x in one burst: x arrives before the panel can be on screen and still switches.
+    ASSERT_TRUE(press(s, {"super+space", "x"}));
+    EXPECT_TRUE(app.waitForLog("handler: activating discovered 'XTerm'"));
+    EXPECT_TRUE(app.waitForLog("activate: 'XTerm' via running instance"));
+    EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s) && !keyboardHeldByAnother(s); }, 10s));
+
+    // Two keys for the test client.
+    ASSERT_TRUE(press(s, {"super+space"}));
+    ASSERT_TRUE(s.waitUntil([&] { return panelViewable(s); }, 10s));
+    ASSERT_TRUE(press(s, {"t"}));
+    EXPECT_TRUE(app.waitForLog("handler: entering waitingForSecondKey('t')"));
+    screenshot(s, "switcher-second-key");
+    ASSERT_TRUE(press(s, {"e"}));
+    EXPECT_TRUE(app.waitForLog("activate: 'Switch Target' via running instance"));
+    EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s); }, 10s));
+
+    if (!workspaceCanActivate(s, client->pid()))
+        GTEST_SKIP() << "X11Workspace::activate is not implemented yet: the switcher asked for the activations "
+                        "(logged above) but the active window cannot be checked";
+    // Each target is the active window after its keys.
+    ASSERT_TRUE(s.activate(*xtermWindow));
+    ASSERT_TRUE(press(s, {"super+space", "t", "e"}));
+    EXPECT_TRUE(s.waitUntil([&] { return tamsinvale::x11test::xtools::activeWindow() == client->window(0); }, 10s));
+    ASSERT_TRUE(press(s, {"super+space", "x"}));
+    EXPECT_TRUE(s.waitUntil([&] { return tamsinvale::x11test::xtools::activeWindow() == *xtermWindow; }, 10s));
+}
