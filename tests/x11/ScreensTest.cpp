@@ -180,8 +180,7 @@ TEST_F(ScreensTest, threeMonitorsWithThePrimaryInTheMiddleAndADockAcrossTheTop)
     east.height = 200;
     auto client = s.client({east});
     ASSERT_TRUE(client);
-    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("windowactivate"), QStringLiteral("--sync"),
-                        QString::number(client->window(0))}));
+    ASSERT_TRUE(s.activate(client->window(0)));
     ASSERT_TRUE(s.waitUntil([&] {
         const auto main = s.desktop().screens().mainScreen();
         return main && main->displayId == list[2].displayId;

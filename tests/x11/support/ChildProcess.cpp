@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -65,6 +66,7 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const QStringList& argv, const
     envp.push_back(nullptr);
     const int devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
 
+    const pid_t parent = getpid();
     const pid_t pid = fork();
     if (pid < 0)
         return nullptr;
@@ -73,8 +75,12 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const QStringList& argv, const
         dup2(out[1], STDOUT_FILENO);
         if (!keepStderr && devNull >= 0)
             dup2(devNull, STDERR_FILENO);
-        // Its own process group, so that stopping it also stops what it started.
+        // Its own process group, so that stopping it also stops what it started; and it dies with the test,
+        // even when the test is killed outright (a CTest timeout) and no destructor runs.
         setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+            _exit(127);
         execvpe(argp[0], argp.data(), envp.data());
         _exit(127);
     }

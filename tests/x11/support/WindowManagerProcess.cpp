@@ -3,6 +3,8 @@
 
 #include "XTestDisplay.h"
 
+#include <xcb/xcb.h>
+
 namespace tamsinvale::x11test {
 
 std::unique_ptr<WindowManagerProcess> WindowManagerProcess::start(Kind kind, const QString& display, XTestDisplay& x,
@@ -38,6 +40,26 @@ std::unique_ptr<WindowManagerProcess> WindowManagerProcess::start(Kind kind, con
         },
         timeout);
     if (!ready || !wm->m_process->running())
+        return nullptr;
+    // Openbox announces itself before it has finished starting, and a map request that arrives in between can be
+    // dropped. It is ready once it manages a probe window; the probe's map request is repeated until then.
+    xcb_connection_t* c = x.xcb();
+    const xcb_window_t probe = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, probe, x.root(), 0, 0, 10, 10, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    bool managed = false;
+    while (!managed && std::chrono::steady_clock::now() < deadline) {
+        xcb_map_window(c, probe);
+        xcb_flush(c);
+        managed = x.waitUntil([&x, probe] { return x.cardinals(x.root(), "_NET_CLIENT_LIST").contains(probe); },
+                              std::chrono::milliseconds(500));
+    }
+    xcb_destroy_window(c, probe);
+    xcb_flush(c);
+    const bool gone = x.waitUntil([&x, probe] { return !x.cardinals(x.root(), "_NET_CLIENT_LIST").contains(probe); },
+                                  timeout);
+    if (!managed || !gone)
         return nullptr;
     return wm;
 }

@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFile>
 
+#include "XTools.h"
+
 namespace tamsinvale::x11test {
 
 namespace {
@@ -98,6 +100,16 @@ bool XTestSession::waitUntil(const std::function<bool()>& predicate, std::chrono
 }
 
 std::optional<QString> XTestSession::tool(const QStringList& argv) { return runTool(argv); }
+
+bool XTestSession::activate(xcb_window_t window)
+{
+    if (!xtools::activate(window))
+        return false;
+    return waitUntil([&] {
+        const auto active = x().cardinals(x().root(), "_NET_ACTIVE_WINDOW");
+        return !active.isEmpty() && active.first() == window;
+    });
+}
 
 QList<xcb_window_t> XTestSession::stackingBottomToTop()
 {

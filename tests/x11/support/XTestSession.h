@@ -40,6 +40,8 @@ public:
                    std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
     // A tool (xdotool, xprop, xwininfo, xrandr) against the test display.
     std::optional<QString> tool(const QStringList& argv);
+    // Activates through xdotool and waits until the manager has made the window active.
+    bool activate(xcb_window_t window);
     // The client list, bottom to top, as the window manager published it.
     QList<xcb_window_t> stackingBottomToTop();
 

@@ -245,12 +245,17 @@ void command(const std::string& line)
             setText(w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, "churn");
             xcb_map_window(c, w);
             xcb_flush(c);
-            // Destroyed once the manager has listed it, so that readers see it come and go.
-            for (int spin = 0; spin < 200 && managerPresent && !inClientList(w); ++spin) {
+            // Every other one is destroyed once the manager has listed it, the rest at once, so that readers see
+            // windows vanish both before and after the manager took them.
+            for (int spin = 0; i % 2 == 1 && spin < 100 && managerPresent && !inClientList(w); ++spin) {
                 pollfd p{xcb_get_file_descriptor(c), POLLIN, 0};
-                poll(&p, 1, 10);
+                poll(&p, 1, 20);
                 while (xcb_generic_event_t* e = xcb_poll_for_event(c))
                     free(e);
+                if (spin % 10 == 9) {
+                    xcb_map_window(c, w);
+                    xcb_flush(c);
+                }
             }
             xcb_destroy_window(c, w);
             xcb_flush(c);
@@ -294,8 +299,18 @@ int main(int argc, char** argv)
     bool stdinOpen = true;
     for (;;) {
         pollfd fds[2] = {{xcb_get_file_descriptor(c), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
-        if (poll(fds, stdinOpen ? 2 : 1, -1) < 0 && errno != EINTR)
+        const int polled = poll(fds, stdinOpen ? 2 : 1, pending.empty() ? -1 : 500);
+        if (polled < 0 && errno != EINTR)
             return 1;
+        if (polled == 0 && managerPresent) {
+            // Openbox can drop a map request that arrives while it is busy starting or restacking; ask again.
+            for (const auto& [w, index] : pending) {
+                std::fprintf(stderr, "tamsinvale-testclient: window %d not managed yet, mapping it again\n", index);
+                xcb_map_window(c, w);
+            }
+            xcb_flush(c);
+            checkPending();
+        }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
             const uint8_t type = event->response_type & 0x7f;
             if (type == XCB_PROPERTY_NOTIFY) {
