@@ -157,7 +157,9 @@ void FocusDimmer::show()
         if (!panel)
             continue;
         panel->setHasShadow(false);
-        panel->setAppearance(appearanceFor(screen, frame.height()));
+        OverlayAppearance look = appearanceFor(screen, frame.height());
+        panel->setAppearance(look);
+        m_appliedAppearance[screen.displayId] = std::move(look);
         m_windowsByScreen[screen.displayId] = std::move(panel);
         m_currentDisplayIDs.insert(screen.displayId);
     }
@@ -191,6 +193,7 @@ void FocusDimmer::hide()
     for (auto& [id, panel] : m_windowsByScreen)
         panel->orderOut();
     m_windowsByScreen.clear();
+    m_appliedAppearance.clear();
     m_lastOrderedWindowByScreen.clear();
     m_currentDisplayIDs.clear();
     cancelTask(m_timer);
@@ -209,7 +212,14 @@ void FocusDimmer::applyAppearance()
                    << " to " << expected;
             panel->setFrame(expected);
         }
-        panel->setAppearance(appearanceFor(screen, expected.height()));
+        // Repainting a whole-screen picture is the costliest thing an overlay does (on X11 an upload of the
+        // rendered pixmap), and refresh() runs on every activation: only a changed look is applied.
+        OverlayAppearance look = appearanceFor(screen, expected.height());
+        const auto last = m_appliedAppearance.find(screen.displayId);
+        if (last == m_appliedAppearance.end() || !(last->second == look)) {
+            panel->setAppearance(look);
+            m_appliedAppearance[screen.displayId] = std::move(look);
+        }
     }
 }
 

@@ -121,6 +121,7 @@ private:
     OverlayImageLoader m_images;
 
     std::map<DisplayId, std::unique_ptr<OverlayPanel>> m_windowsByScreen;
+    std::map<DisplayId, OverlayAppearance> m_appliedAppearance;
     TaskHandle m_timer;
     std::unique_ptr<AXObserverHandle> m_axObserver;
     std::optional<std::int32_t> m_observedPid;

@@ -163,12 +163,14 @@ TEST(OverlayAppearance, applyAppearanceCorrectsOnlyWrongFramesAndKeepsThePanels)
     d.dimmer->applyAppearance();
     EXPECT_FALSE(log.has(QStringLiteral("applyAppearance: correcting overlay frame")));
     EXPECT_EQ(left->frameChanges(), 0);
-    EXPECT_EQ(left->appearanceChanges(), appearances + 1);
+    EXPECT_EQ(left->appearanceChanges(), appearances) << "an unchanged look is not repainted";
 
     d.menuBar(QRectF(0, 0, 1512, 25));
     d.dimmer->applyAppearance();
     EXPECT_TRUE(log.has(QStringLiteral("applyAppearance: correcting overlay frame on display 1 from ")));
     EXPECT_EQ(left->frame(), QRectF(0, 0, 1512, 957));
+    EXPECT_EQ(left->appearance().topInset, 25);
+    EXPECT_EQ(left->appearanceChanges(), appearances + 1);
     EXPECT_EQ(d.overlay(DimmingDesktop::left), left);
 }
 
