@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMessageBox>
 #include <cstdio>
 #include <unistd.h>
 
@@ -74,6 +75,7 @@ int runApplication(int argc, char** argv, bool verbose)
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication qtApp(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tamsinvale"));
+    QApplication::setApplicationVersion(QStringLiteral(TAMSINVALE_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("tamsinvale"));
     // A menu-bar utility: closing a panel or the settings window never ends it.
     QApplication::setQuitOnLastWindowClosed(false);
@@ -112,7 +114,18 @@ int runApplication(int argc, char** argv, bool verbose)
     installPlatform(platform);
 
     SettingsStore& settings = SettingsStore::shared();
-    TamsinvaleApp app(platform, settings, AppServices{});
+    AppServices services;
+    services.showAbout = [] {
+        auto* box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("About Tamsinvale"),
+                                    QStringLiteral("<b>Tamsinvale</b> %1<br><br>Keeps one application and one window "
+                                                   "at the centre of attention.")
+                                        .arg(QApplication::applicationVersion()));
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->show();
+        box->raise();
+        box->activateWindow();
+    };
+    TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {
     case ControlService::Claim::alreadyRunning:

@@ -128,7 +128,7 @@ QList<MenuItem> TamsinvaleApp::menu() const
         return MenuItem{Kind::toggle, title, command, checked, enabled, {}};
     };
     QList<MenuItem> items;
-    items << action(QStringLiteral("About Tamsinvale"), MenuCommand::about, true);
+    items << action(QStringLiteral("About Tamsinvale"), MenuCommand::about, bool(m_services.showAbout));
     if (m_services.checkForUpdates)
         items << action(QStringLiteral("Check for Updates…"), MenuCommand::checkForUpdates, true);
     items << action(QStringLiteral("Settings…"), MenuCommand::settings, bool(m_services.showSettings));
