@@ -21,7 +21,15 @@ vd_stop() {
 }
 
 # Starts everything and exports DISPLAY and DBUS_SESSION_BUS_ADDRESS. $1: a folder for logs.
+# A second attempt covers the rare server that loses its display number to another one starting at once.
 vd_start() {
+    vd_start_once "$@" && return 0
+    echo "virtual desktop: retrying once" >&2
+    vd_stop
+    vd_start_once "$@"
+}
+
+vd_start_once() {
     local logs=$1
     mkdir -p "$logs"
     trap vd_stop EXIT
@@ -35,6 +43,7 @@ vd_start() {
     read -r -t 15 number <"$fifo" || { echo "Xvfb did not start (see $logs/xvfb.log)" >&2; rm -f "$fifo"; return 1; }
     rm -f "$fifo"
     export DISPLAY=":$number"
+    vd_wait_for 10 xdpyinfo || { echo "Xvfb on $DISPLAY does not answer (see $logs/xvfb.log)" >&2; return 1; }
 
     local address
     address=$(dbus-daemon --session --fork --print-address=1 --print-pid=1 | head -n 2 | tr '\n' ' ')
