@@ -151,5 +151,20 @@ TEST(HotkeysTest, unregisterReleasesEveryVariantAndAKeymapChangeMovesTheGrab)
     hotkeys.unregisterHotKey(*registration);
     EXPECT_EQ(hotkeys.grabbedVariantCount(), 0);
     EXPECT_TRUE(testCanGrab(spare, XCB_MOD_MASK_4));
+
+    // Someone holds ⌘ F7 only with NumLock on: refused as a whole, and the variants we did get are let go.
+    XTestDisplay& x = s.x();
+    constexpr xcb_keycode_t f7 = 73;
+    const std::uint16_t numLock = numLockMask();
+    xcb_generic_error_t* error = xcb_request_check(
+        x.xcb(), xcb_grab_key_checked(x.xcb(), 0, x.root(), std::uint16_t(XCB_MOD_MASK_4 | numLock), f7,
+                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_FALSE(error);
+    std::unique_ptr<HotkeyRegistration> partial;
+    EXPECT_EQ(hotkeys.registerHotKey(98, command, 12, &partial), HotkeyStatus::eventHotKeyExistsErr);
+    EXPECT_EQ(hotkeys.grabbedVariantCount(), 0);
+    xcb_ungrab_key(x.xcb(), f7, x.root(), std::uint16_t(XCB_MOD_MASK_4 | numLock));
+    xcb_flush(x.xcb());
+    EXPECT_TRUE(testCanGrab(f7, XCB_MOD_MASK_4));
     ASSERT_TRUE(xmodmap({QStringLiteral("keycode 202 = NoSymbol"), QStringLiteral("keycode 96 = F12")}));
 }
