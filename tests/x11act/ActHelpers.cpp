@@ -3,6 +3,8 @@
 
 #include "XTestSession.h"
 
+#include <QDir>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -92,6 +94,15 @@ std::optional<std::uint32_t> screenPixel(int px, int py)
     }
     std::free(image);
     return out;
+}
+
+void screenshot(const QString& name)
+{
+    const QString dir = qEnvironmentVariable("TAMSINVALE_ARTIFACTS_DIR", QStringLiteral(TAMSINVALE_ACT_ARTIFACTS));
+    QDir().mkpath(dir);
+    runTool({QStringLiteral("import"), QStringLiteral("-display"), XTestSession::get().display(), QStringLiteral("-window"),
+             QStringLiteral("root"), dir + QLatin1Char('/') + name + QStringLiteral(".png")},
+            std::chrono::milliseconds(20000));
 }
 
 bool xdotool(const QStringList& arguments)

@@ -36,6 +36,9 @@ bool testCanGrab(xcb_keycode_t keycode, std::uint16_t mask);
 // window mapped in between can go unmanaged); true once its C-A-Left binding is in place.
 bool waitForWindowManagerStartup();
 
+// What a person would see, kept as a test artifact for looking at; never compared.
+void screenshot(const QString& name);
+
 // Runs xdotool against the test display; false when it failed.
 bool xdotool(const QStringList& arguments);
 

@@ -184,6 +184,7 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
         return active != XCB_WINDOW_NONE && active != closing && directlyBelowFrameOf(overlay, active);
     }));
     EXPECT_TRUE(isMapped(overlay));
+    screenshot(QStringLiteral("overlay-below-active-window-after-close"));
 
     panel->orderOut();
     EXPECT_TRUE(s.waitUntil([&] { return !isMapped(overlay); }));
@@ -226,6 +227,8 @@ TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopIn
     // Without the inset the band would reach root row 138.
     EXPECT_TRUE(near(screenPixel(100, 30 + 95), 0x7f0000)) << std::hex << screenPixel(100, 125).value_or(0);
 
+    screenshot(QStringLiteral("overlay-picture-aspect-filled-under-top-inset"));
+
     // A click on the covered window reaches it, not the overlay above.
     const QPoint origin = rootOrigin(input->window());
     ASSERT_TRUE(xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + 100), QString::number(origin.y() + 80),
@@ -266,6 +269,7 @@ TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLeve
     strip->orderFrontRegardless();
     ASSERT_TRUE(s.waitUntil([&] { return isMapped(strip->windowNumber()) && rootChildren().last() == strip->windowNumber(); }));
     EXPECT_TRUE(s.waitUntil([&] { return rootGeometry(strip->windowNumber()) == QRect(0, 0, 1920, 30); }));
+    screenshot(QStringLiteral("overlay-normal-level-front-with-status-strip"));
     EXPECT_TRUE(near(screenPixel(10, 10), 0x800000)) << std::hex << screenPixel(10, 10).value_or(0);
     EXPECT_EQ(log.shown.size(), 2);
 
