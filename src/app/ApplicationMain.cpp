@@ -100,7 +100,8 @@ int runApplication(int argc, char** argv, bool verbose)
     panelHooks.shown = [&x11](WindowNumber window, int level) { x11->registerOwnPanel(window, level); };
     panelHooks.hidden = [&x11](WindowNumber window) { x11->unregisterOwnPanel(window); };
     X11OverlayPanels overlays(x11->connection(), panelHooks);
-    X11SyntheticInput input(x11->connection());
+    // Typing for a hotkey that is still held must first give up the grab the press left active.
+    X11SyntheticInput input(x11->connection(), &hotkeys);
 
     Platform platform;
     x11->fill(platform);
