@@ -78,9 +78,10 @@ QList<SwitcherRow> SwitcherView::rows() const
         return out;
     }
     const QString filter = m_filter.trimmed().toLower();
+    const bool singleCharacter = graphemeCount(filter) == 1;
     for (const DiscoveredApp& app : m_discovery.apps()) {
         const QStringList keys = keysOf(app);
-        const bool keyMatch = graphemeCount(filter) == 1 && !keys.isEmpty() && keys.first() == filter;
+        const bool keyMatch = singleCharacter && !keys.isEmpty() && keys.first() == filter;
         if (filter.isEmpty() || keyMatch || containsText(app.name, filter))
             out.append(SwitcherRow::discovered(app, keys));
     }
@@ -184,7 +185,10 @@ std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& 
                    qUtf8Printable(event.logText()));
         return event;
     }
-    const QList<SwitcherRow> currentRows = rows();
+    // The row list is only needed for navigation keys; letters must not pay for building it.
+    const bool navigation = event.keyCode == SwitcherKeyEvent::upArrow || event.keyCode == SwitcherKeyEvent::downArrow
+        || event.keyCode == SwitcherKeyEvent::returnKey || event.keyCode == SwitcherKeyEvent::keypadEnter;
+    const QList<SwitcherRow> currentRows = navigation ? rows() : QList<SwitcherRow>{};
     if (event.keyCode == SwitcherKeyEvent::escape) {
         if (m_inputState.isIdle()) {
             if (onClose)
