@@ -1,4 +1,4 @@
-// JSON form of window size presets, including the older "spec" field, and the default list.
+// JSON form of window size presets, including the older single-field form, and the default list.
 #include "WindowSizePreset.h"
 
 #include <QJsonDocument>
@@ -98,11 +98,11 @@ std::optional<WindowSizePreset> WindowSizePreset::fromJson(const QJsonValue& val
         return preset;
     }
 
-    // Older form: one "spec" such as "1440x900" or "full".
-    std::optional<QString> spec;
-    if (!optionalString(o, QStringLiteral("spec"), &spec))
+    // Older form: one size text such as "1440x900" or "full".
+    std::optional<QString> sizeText;
+    if (!optionalString(o, QStringLiteral("spec"), &sizeText))
         return std::nullopt;
-    const QString text = spec.value_or(QStringLiteral("full"));
+    const QString text = sizeText.value_or(QStringLiteral("full"));
     static const QRegularExpression separators(QStringLiteral("[x×*]"));
     const QStringList pieces = text.toLower().split(separators, Qt::SkipEmptyParts);
     if (pieces.size() == 2) {

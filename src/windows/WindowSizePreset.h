@@ -28,7 +28,7 @@ struct WindowSizePreset {
     static WindowSizePreset makeNew();
 
     QJsonObject toJson() const;
-    // Reads the current form and the older single "spec" field. Nothing when "id" or "name" is missing or
+    // Reads the current form and the older single-field form. Nothing when "id" or "name" is missing or
     // ill-typed, or a present field has the wrong type.
     static std::optional<WindowSizePreset> fromJson(const QJsonValue& value);
 
