@@ -1,0 +1,475 @@
+// Window moves, restacks and activation as EWMH client messages from a pager (source 2), each one confirmed by
+// watching what the manager did on a private connection, with a deadline.
+#include "X11WindowActions.h"
+
+#include "X11Connection.h"
+#include "X11Screens.h"
+#include "X11ServerTime.h"
+#include "X11Window.h"
+#include "X11WindowReader.h"
+
+#include <QLoggingCategory>
+#include <QMargins>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+
+#include <xcb/xcb_icccm.h>
+
+namespace tamsinvale {
+
+Q_LOGGING_CATEGORY(lcActions, "tamsinvale.x11.actions")
+
+namespace {
+
+constexpr std::uint32_t sourcePager = 2;
+constexpr std::uint32_t northWestGravity = 1;
+constexpr std::uint32_t stateRemove = 0;
+// The manager's later configure events of one move come in a burst; this much silence ends it.
+constexpr std::chrono::milliseconds settleTime{60};
+
+template <typename Reply>
+struct Owned {
+    Reply* p = nullptr;
+    explicit Owned(Reply* r) : p(r) {}
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+    ~Owned() { std::free(p); }
+    Reply* operator->() const { return p; }
+    explicit operator bool() const { return p != nullptr; }
+};
+
+QRectF toAccessibility(const QRect& root, const QPoint& origin) { return QRectF(root.translated(-origin)); }
+
+}  // namespace
+
+// What WM_NORMAL_HINTS lets the manager apply; a manager honouring them picks the largest size that fits.
+struct X11WindowActions::SizeHints {
+    int baseWidth = 0, baseHeight = 0;
+    int minWidth = 1, minHeight = 1;
+    int maxWidth = 1 << 15, maxHeight = 1 << 15;
+    int incWidth = 1, incHeight = 1;
+
+    QSize constrain(QSize size) const
+    {
+        auto one = [](int v, int base, int min, int max, int inc) {
+            v = std::clamp(v, min, std::max(min, max));
+            if (inc > 1 && v > base)
+                v = base + (v - base) / inc * inc;
+            return std::max(v, min);
+        };
+        return {one(size.width(), baseWidth, minWidth, maxWidth, incWidth),
+                one(size.height(), baseHeight, minHeight, maxHeight, incHeight)};
+    }
+};
+
+// Our own connection: its events are read by nobody but us, so a wait here cannot swallow Qt's events or run
+// Qt's event loop (and with it arbitrary code) in the middle of an accessibility call.
+struct X11WindowActions::Helper {
+    xcb_connection_t* connection = nullptr;
+    xcb_window_t root = XCB_WINDOW_NONE;
+    std::unique_ptr<X11ServerTime> time;
+    QList<xcb_generic_event_t*> pending;  // read while waiting for a timestamp
+
+    explicit Helper(const QByteArray& display)
+    {
+        int screen = 0;
+        connection = xcb_connect(display.isEmpty() ? nullptr : display.constData(), &screen);
+        if (xcb_connection_has_error(connection))
+            return;
+        xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(connection));
+        for (int i = 0; it.rem && i < screen; ++i)
+            xcb_screen_next(&it);
+        if (!it.rem)
+            return;
+        root = it.data->root;
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &mask);
+        time = std::make_unique<X11ServerTime>(connection, root);
+        xcb_flush(connection);
+    }
+    ~Helper()
+    {
+        for (xcb_generic_event_t* e : std::as_const(pending))
+            std::free(e);
+        time.reset();
+        if (connection)
+            xcb_disconnect(connection);
+    }
+    bool ok() const { return connection && !xcb_connection_has_error(connection) && root != XCB_WINDOW_NONE; }
+
+    xcb_generic_event_t* next()
+    {
+        if (!pending.isEmpty())
+            return pending.takeFirst();
+        return xcb_poll_for_event(connection);
+    }
+};
+
+X11WindowActions::X11WindowActions(X11Connection& connection, const X11WindowReader& reader, const X11Screens& screens,
+                                   const QByteArray& display)
+    : m_connection(connection), m_reader(reader), m_screens(screens), m_helper(std::make_unique<Helper>(display))
+{
+    if (!m_helper->ok())
+        qCWarning(lcActions) << "no private X connection: window changes are sent without waiting for the manager";
+}
+
+X11WindowActions::~X11WindowActions() = default;
+
+xcb_timestamp_t X11WindowActions::serverTime()
+{
+    if (!m_helper->ok() || !m_helper->time)
+        return XCB_CURRENT_TIME;
+    return m_helper->time->now([this](const xcb_generic_event_t* e) {
+        // Kept for the next wait: it may be the very change that wait is about.
+        const size_t size = (e->response_type & 0x7f) == XCB_GE_GENERIC ? 32 + 4 * reinterpret_cast<const xcb_ge_generic_event_t*>(e)->length : 32;
+        auto* copy = static_cast<xcb_generic_event_t*>(std::malloc(size));
+        std::memcpy(copy, e, size);
+        m_helper->pending.append(copy);
+    });
+}
+
+bool X11WindowActions::managerSupports(xcb_atom_t atom) const
+{
+    return atoms(m_connection.root(), m_connection.ewmh()->_NET_SUPPORTED).contains(atom);
+}
+
+QList<xcb_atom_t> X11WindowActions::atoms(xcb_window_t window, xcb_atom_t property) const
+{
+    xcb_connection_t* c = m_connection.xcb();
+    // Bounded: the list is written by another client.
+    Owned<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(c, xcb_get_property(c, 0, window, property, XCB_ATOM_ATOM, 0, 1024), nullptr));
+    QList<xcb_atom_t> out;
+    if (!reply || reply->format != 32 || reply->type != XCB_ATOM_ATOM)
+        return out;
+    const int count = xcb_get_property_value_length(reply.p) / 4;
+    const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.p));
+    for (int i = 0; i < count; ++i)
+        out.append(values[i]);
+    return out;
+}
+
+void X11WindowActions::sendToManager(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5])
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = type;
+    for (int i = 0; i < 5; ++i)
+        event.data.data32[i] = data[i];
+    // To the root, where the manager listens; a window id that has gone by now is simply ignored by it.
+    xcb_send_event(m_connection.xcb(), 0, m_connection.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&event));
+    xcb_flush(m_connection.xcb());
+}
+
+void X11WindowActions::watch(xcb_window_t window)
+{
+    if (!m_helper->ok())
+        return;
+    const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+    // Checked, and its error dropped: the window may be gone already.
+    xcb_discard_reply(m_helper->connection,
+                      xcb_change_window_attributes_checked(m_helper->connection, window, XCB_CW_EVENT_MASK, &mask).sequence);
+    xcb_flush(m_helper->connection);
+}
+
+bool X11WindowActions::waitFor(xcb_window_t window, const std::function<bool()>& done,
+                               std::chrono::milliseconds timeout, bool settle)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + timeout;
+    bool configured = false;
+    bool destroyed = false;
+    auto lastEvent = Clock::now();
+    for (;;) {
+        if (destroyed)
+            return false;
+        if (done())
+            return true;
+        if (!m_helper->ok())
+            return true;  // nothing to wait on: the caller reads back what is there
+        const auto now = Clock::now();
+        if (now >= deadline)
+            return true;
+        // Once the manager has answered and gone quiet, what it applied is what it will apply.
+        if (settle && configured && now - lastEvent >= settleTime)
+            return true;
+        auto wake = deadline;
+        if (settle && configured)
+            wake = std::min(wake, lastEvent + settleTime);
+        bool any = false;
+        while (xcb_generic_event_t* e = m_helper->next()) {
+            any = true;
+            const uint8_t type = e->response_type & 0x7f;
+            if (type == XCB_CONFIGURE_NOTIFY && reinterpret_cast<xcb_configure_notify_event_t*>(e)->window == window)
+                configured = true;
+            else if (type == XCB_DESTROY_NOTIFY && reinterpret_cast<xcb_destroy_notify_event_t*>(e)->window == window)
+                destroyed = true;
+            else if (type == XCB_UNMAP_NOTIFY && reinterpret_cast<xcb_unmap_notify_event_t*>(e)->window == window)
+                configured = true;  // withdrawn mid-request: nothing more will come
+            std::free(e);
+        }
+        if (any) {
+            lastEvent = Clock::now();
+            continue;
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(wake - Clock::now()).count();
+        pollfd p{xcb_get_file_descriptor(m_helper->connection), POLLIN, 0};
+        ::poll(&p, 1, static_cast<int>(std::max<long long>(left, 1)));
+    }
+}
+
+X11WindowActions::SizeHints X11WindowActions::sizeHints(xcb_window_t window) const
+{
+    SizeHints out;
+    xcb_connection_t* c = m_connection.xcb();
+    xcb_size_hints_t hints{};
+    if (!xcb_icccm_get_wm_normal_hints_reply(c, xcb_icccm_get_wm_normal_hints(c, window), &hints, nullptr))
+        return out;
+    const bool hasBase = hints.flags & XCB_ICCCM_SIZE_HINT_BASE_SIZE;
+    const bool hasMin = hints.flags & XCB_ICCCM_SIZE_HINT_P_MIN_SIZE;
+    // Each stands in for the other when only one is given (ICCCM 4.1.2.3).
+    if (hasBase) {
+        out.baseWidth = std::max(0, hints.base_width);
+        out.baseHeight = std::max(0, hints.base_height);
+    } else if (hasMin) {
+        out.baseWidth = std::max(0, hints.min_width);
+        out.baseHeight = std::max(0, hints.min_height);
+    }
+    if (hasMin) {
+        out.minWidth = std::max(1, hints.min_width);
+        out.minHeight = std::max(1, hints.min_height);
+    } else if (hasBase) {
+        out.minWidth = std::max(1, hints.base_width);
+        out.minHeight = std::max(1, hints.base_height);
+    }
+    if (hints.flags & XCB_ICCCM_SIZE_HINT_P_MAX_SIZE) {
+        out.maxWidth = hints.max_width > 0 ? hints.max_width : out.maxWidth;
+        out.maxHeight = hints.max_height > 0 ? hints.max_height : out.maxHeight;
+    }
+    if (hints.flags & XCB_ICCCM_SIZE_HINT_P_RESIZE_INC) {
+        out.incWidth = std::clamp(hints.width_inc, 1, 4096);
+        out.incHeight = std::clamp(hints.height_inc, 1, 4096);
+    }
+    return out;
+}
+
+bool X11WindowActions::unmaximize(xcb_window_t window)
+{
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    auto maximized = [&] {
+        const QList<xcb_atom_t> state = atoms(window, e->_NET_WM_STATE);
+        return state.contains(e->_NET_WM_STATE_MAXIMIZED_VERT) || state.contains(e->_NET_WM_STATE_MAXIMIZED_HORZ);
+    };
+    if (!maximized())
+        return true;
+    sendToManager(window, e->_NET_WM_STATE,
+                  {stateRemove, e->_NET_WM_STATE_MAXIMIZED_VERT, e->_NET_WM_STATE_MAXIMIZED_HORZ, sourcePager, 0});
+    // The manager restores the old size and then drops the state; a move sent before that would be undone.
+    return waitFor(window, [&] { return !maximized(); }, m_managerTimeout);
+}
+
+std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRect& rootFrame)
+{
+    watch(window);
+    X11Window w = m_reader.read(window);
+    if (!w.exists)
+        return std::nullopt;
+    if (w.maximized) {
+        if (!unmaximize(window))
+            return std::nullopt;
+        w = m_reader.read(window);
+        if (!w.exists)
+            return std::nullopt;
+    }
+    if (w.frameRect == rootFrame)
+        return w.frameRect;
+
+    // Decorations as the manager last announced them: the frame we were given is the client grown by these.
+    auto margins = [](const X11Window& x) {
+        return QMargins(x.clientRect.left() - x.frameRect.left(), x.clientRect.top() - x.frameRect.top(),
+                        x.frameRect.right() - x.clientRect.right(), x.frameRect.bottom() - x.clientRect.bottom());
+    };
+    const SizeHints hints = sizeHints(window);
+    X11Window now = w;
+    QPoint aim = rootFrame.topLeft();
+    // Another round when the manager placed the frame a few pixels off (a client border it remembers) or changed
+    // the decorations on the way (a restored window gets its borders back a moment after losing the state).
+    // A manager keeping the window on screen, or honouring size hints, is not argued with.
+    for (int round = 0; round < 3; ++round) {
+        const QMargins m = margins(now);
+        const QSize client(std::max(1, rootFrame.width() - m.left() - m.right()),
+                           std::max(1, rootFrame.height() - m.top() - m.bottom()));
+        const QSize expected = hints.constrain(client);
+        request(window, QRect(aim, client));
+        const bool alive = waitFor(
+            window,
+            [&] {
+                now = m_reader.read(window);
+                return !now.exists
+                       || (now.frameRect.topLeft() == rootFrame.topLeft() && now.clientRect.size() == expected
+                           && margins(now) == m);
+            },
+            m_managerTimeout, true);
+        if (!alive || !now.exists)
+            return std::nullopt;
+        bool again = margins(now) != m;
+        const QPoint off = now.frameRect.topLeft() - rootFrame.topLeft();
+        if (!off.isNull() && std::abs(off.x()) <= 64 && std::abs(off.y()) <= 64) {
+            aim -= off;
+            again = true;
+        }
+        if (!again)
+            break;
+    }
+    now = m_reader.read(window);
+    if (!now.exists)
+        return std::nullopt;
+    return now.frameRect;
+}
+
+void X11WindowActions::request(xcb_window_t window, const QRect& frameAtClientSize)
+{
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    if (managerSupports(e->_NET_MOVERESIZE_WINDOW)) {
+        // North-west gravity: x and y are where the frame's top-left goes, width and height the client's.
+        const std::uint32_t flags = northWestGravity | (0xFu << 8) | (sourcePager << 12);
+        sendToManager(window, e->_NET_MOVERESIZE_WINDOW,
+                      {flags, static_cast<std::uint32_t>(frameAtClientSize.x()),
+                       static_cast<std::uint32_t>(frameAtClientSize.y()),
+                       static_cast<std::uint32_t>(frameAtClientSize.width()),
+                       static_cast<std::uint32_t>(frameAtClientSize.height())});
+        return;
+    }
+    // No EWMH manager: a configure request, which a manager (if any) intercepts and reads the same way.
+    const int32_t values[] = {frameAtClientSize.x(), frameAtClientSize.y(), frameAtClientSize.width(),
+                              frameAtClientSize.height()};
+    xcb_connection_t* c = m_connection.xcb();
+    xcb_discard_reply(c, xcb_configure_window_checked(c, window,
+                                                      XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y
+                                                          | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                                                      values)
+                             .sequence);
+    xcb_flush(c);
+}
+
+std::optional<QRectF> X11WindowActions::setFrame(xcb_window_t window, const QRectF& frame)
+{
+    const QPoint origin = m_screens.origin();
+    const QRect root(qRound(frame.x()) + origin.x(), qRound(frame.y()) + origin.y(), std::max(1, qRound(frame.width())),
+                     std::max(1, qRound(frame.height())));
+    const auto applied = moveResize(window, root);
+    if (!applied)
+        return std::nullopt;
+    return toAccessibility(*applied, origin);
+}
+
+std::optional<QRectF> X11WindowActions::setPosition(xcb_window_t window, const QPointF& topLeft)
+{
+    const X11Window w = m_reader.read(window);
+    if (!w.exists)
+        return std::nullopt;
+    return setFrame(window, QRectF(topLeft, QSizeF(w.frameRect.size())));
+}
+
+std::optional<QRectF> X11WindowActions::setSize(xcb_window_t window, const QSizeF& size)
+{
+    const X11Window w = m_reader.read(window);
+    if (!w.exists)
+        return std::nullopt;
+    return setFrame(window, QRectF(QPointF(w.frameRect.topLeft() - m_screens.origin()), size));
+}
+
+bool X11WindowActions::raise(xcb_window_t window)
+{
+    const X11Window w = m_reader.read(window);
+    if (!w.exists)
+        return false;
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    if (managerSupports(e->_NET_RESTACK_WINDOW)) {
+        sendToManager(window, e->_NET_RESTACK_WINDOW, {sourcePager, XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE, 0, 0});
+    } else {
+        const uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_connection_t* c = m_connection.xcb();
+        xcb_discard_reply(c, xcb_configure_window_checked(c, window, XCB_CONFIG_WINDOW_STACK_MODE, &above).sequence);
+        xcb_flush(c);
+    }
+    return true;
+}
+
+bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
+{
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    if (m_helper->ok()) {
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(m_helper->connection, m_helper->root, XCB_CW_EVENT_MASK, &mask);
+    }
+    watch(window);
+    // Managers that prevent focus stealing compare this with the user's last input; a real time passes.
+    const xcb_timestamp_t time = serverTime();
+    const xcb_window_t current = m_reader.activeWindow();
+    sendToManager(window, e->_NET_ACTIVE_WINDOW, {sourcePager, time, current, 0, 0});
+    bool active = false;
+    // The manager may hand the focus on to a modal dialog of the window instead: that counts.
+    const bool alive = waitFor(
+        window,
+        [&] {
+            active = accepted.contains(m_reader.activeWindow());
+            return active;
+        },
+        m_managerTimeout);
+    return alive && active;
+}
+
+bool X11WindowActions::focus(xcb_window_t window)
+{
+    const X11Window w = m_reader.read(window);
+    if (!w.exists)
+        return false;
+    QList<xcb_window_t> accepted{window};
+    // Its transients (a modal dialog takes the focus from its parent in most managers).
+    if (const auto clients = m_reader.clientList()) {
+        xcb_connection_t* c = m_connection.xcb();
+        for (const xcb_window_t other : *clients) {
+            xcb_window_t parent = XCB_WINDOW_NONE;
+            if (xcb_icccm_get_wm_transient_for_reply(c, xcb_icccm_get_wm_transient_for(c, other), &parent, nullptr)
+                && parent == window)
+                accepted.append(other);
+        }
+    }
+    return activate(window, accepted);
+}
+
+bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows)
+{
+    if (pid <= 0)
+        return false;
+    const auto stacking = m_reader.clientListStacking();
+    if (!stacking)
+        return false;
+    QList<xcb_window_t> shown, hidden;  // bottom to top
+    for (const X11Window& w : m_reader.read(*stacking)) {
+        if (!w.exists || w.pid != pid || w.type == X11WindowType::dock || w.type == X11WindowType::desktop)
+            continue;
+        (w.hidden ? hidden : shown).append(w.id);
+    }
+    // Minimised windows stay minimised, unless there is nothing else to bring forward.
+    const QList<xcb_window_t>& candidates = shown.isEmpty() ? hidden : shown;
+    if (candidates.isEmpty())
+        return false;
+    const xcb_window_t top = candidates.last();
+    if (allWindows) {
+        // Raised bottom to top, each lands above the one before: their order among themselves is kept.
+        for (qsizetype i = 0; i + 1 < candidates.size(); ++i)
+            raise(candidates[i]);
+    }
+    QList<xcb_window_t> accepted = shown + hidden;
+    return activate(top, accepted);
+}
+
+}  // namespace tamsinvale

@@ -1,0 +1,222 @@
+// Window actions against Openbox: frames placed (and read back) as the manager applies them, raising, focus and
+// application activation with real timestamps, and windows that vanish in the middle of a request.
+#include <gtest/gtest.h>
+
+#include <QRect>
+#include <csignal>
+
+#include <xcb/xcb_icccm.h>
+
+#include "XTestSession.h"
+#include "XTools.h"
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Screens.h"
+#include "platform/x11/X11WindowActions.h"
+
+using namespace tamsinvale;
+using namespace tamsinvale::x11test;
+
+namespace {
+
+class WindowActionsTest : public ::testing::Test {
+protected:
+    XTestSession& s = XTestSession::get();
+    X11WindowActions actions{s.desktop().connection(), s.desktop().reader(), s.desktop().screens(),
+                             s.display().toLocal8Bit()};
+
+    // The manager's frame around a client, as xwininfo reports it: independent of the code under test.
+    std::optional<QRect> frameOf(xcb_window_t client)
+    {
+        const xcb_window_t frame = s.x().topLevelAncestor(client);
+        if (frame == XCB_WINDOW_NONE)
+            return std::nullopt;
+        return xtools::geometry(frame);
+    }
+    xcb_window_t active() { return s.x().cardinals(s.x().root(), "_NET_ACTIVE_WINDOW").value(0); }
+    qsizetype stackIndex(xcb_window_t w) { return s.stackingBottomToTop().indexOf(w); }
+    bool maximized(xcb_window_t w)
+    {
+        const QList<uint32_t> state = s.x().cardinals(w, "_NET_WM_STATE");
+        return state.contains(s.x().atom("_NET_WM_STATE_MAXIMIZED_VERT"))
+               || state.contains(s.x().atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
+    }
+    // The primary monitor's visible frame, in accessibility coordinates.
+    QRectF visibleArea()
+    {
+        const QList<ScreenInfo> screens = s.desktop().screens().screens();
+        if (screens.isEmpty())
+            return {};
+        const QRectF v = screens.first().visibleFrame;
+        return QRectF(v.x(), screens.first().frame.bottom() - v.bottom(), v.width(), v.height());
+    }
+};
+
+WindowSpec spec(const QString& title, int x, int y, const QStringList& states = {})
+{
+    WindowSpec s;
+    s.title = title;
+    s.x = x;
+    s.y = y;
+    s.width = 320;
+    s.height = 240;
+    s.states = states;
+    return s;
+}
+
+}  // namespace
+
+TEST_F(WindowActionsTest, snappingAnXtermToAHalfLandsWithinItsResizeIncrement)
+{
+    // A panel along the top, so that the visible area is not the whole screen.
+    WindowSpec panel = spec(QStringLiteral("panel"), 0, 0);
+    panel.type = QStringLiteral("dock");
+    panel.width = XTestSession::defaultSize.width();
+    panel.height = 36;
+    panel.strutTop = 36;
+    panel.strutTopEndX = XTestSession::defaultSize.width() - 1;
+    auto dock = s.client({panel});
+    auto xterm = s.application({QStringLiteral("xterm"), QStringLiteral("-geometry"), QStringLiteral("70x20+300+300")});
+    ASSERT_TRUE(dock && xterm);
+    const auto window = s.clientWindowOf(QStringLiteral("XTerm"));
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(s.waitUntil([&] {
+        s.desktop().screens().refresh();
+        return visibleArea().top() == 36;
+    }));
+    const QRectF area = visibleArea();
+    const QRectF half(area.x(), area.y(), std::floor(area.width() * 0.5), area.height());
+
+    xcb_size_hints_t hints{};
+    ASSERT_TRUE(xcb_icccm_get_wm_normal_hints_reply(s.x().xcb(), xcb_icccm_get_wm_normal_hints(s.x().xcb(), *window),
+                                                    &hints, nullptr));
+    ASSERT_TRUE(hints.flags & XCB_ICCCM_SIZE_HINT_P_RESIZE_INC);
+    ASSERT_GT(hints.width_inc, 1);
+    ASSERT_GT(hints.height_inc, 1);
+
+    const auto applied = actions.setFrame(*window, half);
+    ASSERT_TRUE(applied);
+    const auto frame = frameOf(*window);
+    ASSERT_TRUE(frame);
+    // What we report is what the manager did, in accessibility coordinates (the primary monitor is at 0,0).
+    EXPECT_EQ(applied->toRect(), *frame);
+    EXPECT_EQ(frame->topLeft(), half.toRect().topLeft());
+    EXPECT_LE(frame->width(), half.width());
+    EXPECT_GT(frame->width(), half.width() - hints.width_inc);
+    EXPECT_LE(frame->height(), half.height());
+    EXPECT_GT(frame->height(), half.height() - hints.height_inc);
+
+    // The right half: flush with the right edge up to the increment, whatever the decorations.
+    const QRectF right(area.right() - half.width(), area.y(), half.width(), area.height());
+    const auto appliedRight = actions.setFrame(*window, right);
+    ASSERT_TRUE(appliedRight);
+    EXPECT_EQ(appliedRight->toRect(), *frameOf(*window));
+    EXPECT_EQ(appliedRight->topLeft(), right.topLeft());
+    EXPECT_GT(appliedRight->width(), right.width() - hints.width_inc);
+}
+
+TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactly)
+{
+    auto client = s.client({spec(QStringLiteral("big"), 50, 50, {QStringLiteral("maximized")})});
+    ASSERT_TRUE(client);
+    const xcb_window_t w = client->window(0);
+    ASSERT_TRUE(s.waitUntil([&] { return maximized(w); }));
+
+    const QRectF target(200, 150, 640, 480);
+    const auto applied = actions.setFrame(w, target);
+    ASSERT_TRUE(applied);
+    EXPECT_FALSE(maximized(w));
+    EXPECT_EQ(*applied, target);
+    EXPECT_EQ(*frameOf(w), target.toRect());
+
+    // Position and size alone keep the other half of the frame.
+    const auto moved = actions.setPosition(w, QPointF(300, 260));
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(*frameOf(w), QRect(300, 260, 640, 480));
+    const auto resized = actions.setSize(w, QSizeF(500, 400));
+    ASSERT_TRUE(resized);
+    EXPECT_EQ(*frameOf(w), QRect(300, 260, 500, 400));
+    EXPECT_EQ(*resized, QRectF(300, 260, 500, 400));
+}
+
+TEST_F(WindowActionsTest, raiseFocusAndApplicationActivation)
+{
+    auto a = s.client({spec(QStringLiteral("a0"), 100, 100), spec(QStringLiteral("a1"), 200, 150)});
+    auto b = s.client({spec(QStringLiteral("b0"), 300, 200)});
+    ASSERT_TRUE(a && b);
+    const xcb_window_t a0 = a->window(0), a1 = a->window(1), b0 = b->window(0);
+
+    const xcb_timestamp_t t1 = actions.serverTime();
+    const xcb_timestamp_t t2 = actions.serverTime();
+    EXPECT_NE(t1, XCB_CURRENT_TIME);
+    EXPECT_GE(t2, t1);
+
+    // Focus through _NET_ACTIVE_WINDOW, confirmed by the manager.
+    ASSERT_TRUE(actions.focus(a0));
+    EXPECT_EQ(active(), a0);
+    ASSERT_TRUE(actions.focus(a1));
+    ASSERT_TRUE(actions.focus(b0));
+    EXPECT_EQ(active(), b0);
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(a0) < stackIndex(a1) && stackIndex(a1) < stackIndex(b0); }));
+
+    // Raise alone does not move the focus.
+    ASSERT_TRUE(actions.raise(a0));
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(a0) > stackIndex(b0); }));
+    EXPECT_EQ(active(), b0);
+    ASSERT_TRUE(actions.focus(b0));
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(b0) > stackIndex(a0); }));
+
+    // The application's frontmost window only: the other stays behind b0.
+    const qsizetype a0Before = stackIndex(a0) < stackIndex(a1) ? 0 : 1;
+    const xcb_window_t aTop = a0Before == 0 ? a1 : a0, aBottom = a0Before == 0 ? a0 : a1;
+    ASSERT_TRUE(actions.activateApplication(a->pid(), false));
+    EXPECT_EQ(active(), aTop);
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(aTop) > stackIndex(b0); }));
+    EXPECT_LT(stackIndex(aBottom), stackIndex(b0));
+
+    // All its windows: both above b0, their order kept, the frontmost one active.
+    ASSERT_TRUE(actions.focus(b0));
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(b0) > stackIndex(aTop); }));
+    ASSERT_TRUE(actions.activateApplication(a->pid(), true));
+    EXPECT_EQ(active(), aTop);
+    ASSERT_TRUE(s.waitUntil([&] { return stackIndex(aBottom) > stackIndex(b0) && stackIndex(aTop) > stackIndex(b0); }));
+    EXPECT_LT(stackIndex(aBottom), stackIndex(aTop));
+
+    // Nothing to activate for a process without windows.
+    EXPECT_FALSE(actions.activateApplication(static_cast<std::int32_t>(::getpid()) + 100000, true));
+}
+
+TEST_F(WindowActionsTest, aWindowThatVanishesMidOperationCrashesNothing)
+{
+    auto keeper = s.client({spec(QStringLiteral("keeper"), 600, 400)});
+    ASSERT_TRUE(keeper);
+    for (int round = 0; round < 6; ++round) {
+        auto doomed = s.client({spec(QStringLiteral("doomed"), 100, 100, round % 2 ? QStringList{QStringLiteral("maximized")} : QStringList{})});
+        ASSERT_TRUE(doomed);
+        const xcb_window_t w = doomed->window(0);
+        // The close is asked for and not awaited: it lands somewhere inside the calls below.
+        ASSERT_TRUE(doomed->process().writeLine(QStringLiteral("close 0")));
+        switch (round % 3) {
+        case 0: (void)actions.setFrame(w, QRectF(10, 10, 300, 200)); break;
+        case 1: (void)actions.activateApplication(doomed->pid(), true); break;
+        default: (void)actions.focus(w); (void)actions.raise(w); break;
+        }
+        ASSERT_TRUE(s.waitUntil([&] { return !s.x().windowExists(w); }));
+        // Gone for certain now: every operation says so.
+        EXPECT_FALSE(actions.setFrame(w, QRectF(10, 10, 300, 200)));
+        EXPECT_FALSE(actions.setPosition(w, QPointF(1, 1)));
+        EXPECT_FALSE(actions.raise(w));
+        EXPECT_FALSE(actions.focus(w));
+    }
+    // A process killed outright, between listing and acting.
+    auto killed = s.client({spec(QStringLiteral("killed"), 100, 100)});
+    ASSERT_TRUE(killed);
+    const xcb_window_t k = killed->window(0);
+    ::kill(killed->pid(), SIGKILL);
+    (void)actions.setFrame(k, QRectF(20, 20, 200, 200));
+    (void)actions.activateApplication(killed->pid(), true);
+
+    EXPECT_FALSE(s.desktop().connection().isBroken());
+    const auto applied = actions.setFrame(keeper->window(0), QRectF(500, 300, 400, 300));
+    ASSERT_TRUE(applied);
+    EXPECT_EQ(*frameOf(keeper->window(0)), QRect(500, 300, 400, 300));
+}
