@@ -39,6 +39,13 @@ std::uint32_t specialKeyCode(xcb_keysym_t keysym)
     }
 }
 
+// Shift, Control, Caps Lock, Meta, Alt, Super, Hyper, AltGr, Num Lock, Mode switch: pressing one alone is no key
+// press for the switcher (macOS reports them as flag changes, not key-downs).
+bool isModifierKeysym(xcb_keysym_t keysym)
+{
+    return (keysym >= 0xffe1 && keysym <= 0xffee) || keysym == 0xfe03 || keysym == 0xff7f || keysym == 0xff7e;
+}
+
 QString textOf(xcb_keysym_t keysym)
 {
     char32_t scalar = 0;
@@ -175,7 +182,7 @@ bool X11KeyboardCapture::handleEvent(const xcb_generic_event_t* event)
     if (type != XCB_KEY_PRESS)
         return false;
     const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
-    if (e->event != m_root)
+    if (e->event != m_root || isModifierKeysym(m_keyMap.keysymAt(e->detail, 0)))
         return false;
     const CapturedKey key = translate(e->detail, e->state);
     // Chords with Command, Option or Control are hotkeys: they stay with the hotkey backend.
