@@ -138,9 +138,12 @@ bool X11WindowActions::managerSupports(xcb_atom_t atom) const
 QList<xcb_atom_t> X11WindowActions::atoms(xcb_window_t window, xcb_atom_t property) const
 {
     xcb_connection_t* c = m_connection.xcb();
-    // Bounded: the list is written by another client.
+    // Bounded: the list is written by another client. The error of a vanished window is taken here, so that it
+    // never reaches Qt's event queue as a warning.
+    xcb_generic_error_t* error = nullptr;
     Owned<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(c, xcb_get_property(c, 0, window, property, XCB_ATOM_ATOM, 0, 1024), nullptr));
+        xcb_get_property_reply(c, xcb_get_property(c, 0, window, property, XCB_ATOM_ATOM, 0, 1024), &error));
+    std::free(error);
     QList<xcb_atom_t> out;
     if (!reply || reply->format != 32 || reply->type != XCB_ATOM_ATOM)
         return out;
@@ -229,7 +232,10 @@ X11WindowActions::SizeHints X11WindowActions::sizeHints(xcb_window_t window) con
     SizeHints out;
     xcb_connection_t* c = m_connection.xcb();
     xcb_size_hints_t hints{};
-    if (!xcb_icccm_get_wm_normal_hints_reply(c, xcb_icccm_get_wm_normal_hints(c, window), &hints, nullptr))
+    xcb_generic_error_t* error = nullptr;
+    const bool known = xcb_icccm_get_wm_normal_hints_reply(c, xcb_icccm_get_wm_normal_hints(c, window), &hints, &error);
+    std::free(error);
+    if (!known)
         return out;
     const bool hasBase = hints.flags & XCB_ICCCM_SIZE_HINT_BASE_SIZE;
     const bool hasMin = hints.flags & XCB_ICCCM_SIZE_HINT_P_MIN_SIZE;
@@ -435,11 +441,16 @@ bool X11WindowActions::focus(xcb_window_t window)
     // Its transients (a modal dialog takes the focus from its parent in most managers).
     if (const auto clients = m_reader.clientList()) {
         xcb_connection_t* c = m_connection.xcb();
-        for (const xcb_window_t other : *clients) {
+        // All asked before any answer is awaited: one round trip, not one per client.
+        QList<xcb_get_property_cookie_t> cookies;
+        for (const xcb_window_t other : *clients)
+            cookies.append(xcb_icccm_get_wm_transient_for(c, other));
+        for (qsizetype i = 0; i < cookies.size(); ++i) {
             xcb_window_t parent = XCB_WINDOW_NONE;
-            if (xcb_icccm_get_wm_transient_for_reply(c, xcb_icccm_get_wm_transient_for(c, other), &parent, nullptr)
-                && parent == window)
-                accepted.append(other);
+            xcb_generic_error_t* error = nullptr;
+            if (xcb_icccm_get_wm_transient_for_reply(c, cookies[i], &parent, &error) && parent == window)
+                accepted.append(clients->at(i));
+            std::free(error);  // a client that has gone meanwhile
         }
     }
     return activate(window, accepted);
