@@ -90,8 +90,12 @@ void SwitcherWindowController::show()
     m_open = true;
     m_appeared = false;
     placePanel();
+    // Without the capture the panel's own window must take the focus for keys to reach it.
+    m_window->setFlag(Qt::WindowDoesNotAcceptFocus, m_capturing);
     m_window->show();
     m_window->raise();
+    if (!m_capturing)
+        m_window->requestActivate();
     const std::optional<RunningApp> front =
         m_platform.workspace ? m_platform.workspace->frontmostApplication() : std::nullopt;
     qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%d, shortcuts=%ld)",
