@@ -114,7 +114,7 @@ TEST_F(WindowActionsTest, snappingAnXtermToAHalfLandsWithinItsResizeIncrement)
     EXPECT_GT(appliedRight->width(), right.width() - hints.width_inc);
 }
 
-TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactly)
+TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactlyAndAFullScreenOneIsLeftAlone)
 {
     auto client = s.client({spec(QStringLiteral("big"), 50, 50, {QStringLiteral("maximized")})});
     ASSERT_TRUE(client);
@@ -136,6 +136,18 @@ TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactly)
     ASSERT_TRUE(resized);
     EXPECT_EQ(*frameOf(w), QRect(300, 260, 500, 400));
     EXPECT_EQ(*resized, QRectF(300, 260, 500, 400));
+
+    auto full = s.client({spec(QStringLiteral("full"), 50, 50, {QStringLiteral("fullscreen")})});
+    ASSERT_TRUE(full);
+    const xcb_window_t f = full->window(0);
+    ASSERT_TRUE(s.waitUntil([&] {
+        return s.x().cardinals(f, "_NET_WM_STATE").contains(s.x().atom("_NET_WM_STATE_FULLSCREEN"))
+               && frameOf(f) == QRect(QPoint(0, 0), XTestSession::defaultSize);
+    }));
+    const auto kept = actions.setFrame(f, QRectF(10, 10, 300, 200));
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(*kept, QRectF(QPointF(0, 0), QSizeF(XTestSession::defaultSize)));
+    EXPECT_EQ(*frameOf(f), QRect(QPoint(0, 0), XTestSession::defaultSize));
 }
 
 TEST_F(WindowActionsTest, raiseFocusAndApplicationActivation)

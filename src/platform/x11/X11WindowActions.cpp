@@ -8,8 +8,10 @@
 #include "X11Window.h"
 #include "X11WindowReader.h"
 
+#include <QCoreApplication>
 #include <QLoggingCategory>
 #include <QMargins>
+#include <QSocketNotifier>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -91,6 +93,7 @@ struct X11WindowActions::Helper {
     }
     ~Helper()
     {
+        idleReader.reset();
         for (xcb_generic_event_t* e : std::as_const(pending))
             std::free(e);
         time.reset();
@@ -105,14 +108,34 @@ struct X11WindowActions::Helper {
             return pending.takeFirst();
         return xcb_poll_for_event(connection);
     }
+
+    // Between two requests nobody waits here: what the watched windows and the root announce meanwhile is of no
+    // use, and must not pile up in memory (nor in the server's buffer for a client that never reads).
+    void discard()
+    {
+        if (!ok())
+            return;
+        while (xcb_generic_event_t* e = next())
+            std::free(e);
+    }
+    std::unique_ptr<QSocketNotifier> idleReader;
 };
 
 X11WindowActions::X11WindowActions(X11Connection& connection, const X11WindowReader& reader, const X11Screens& screens,
                                    const QByteArray& display)
     : m_connection(connection), m_reader(reader), m_screens(screens), m_helper(std::make_unique<Helper>(display))
 {
-    if (!m_helper->ok())
+    if (!m_helper->ok()) {
         qCWarning(lcActions) << "no private X connection: window changes are sent without waiting for the manager";
+        return;
+    }
+    if (QCoreApplication::instance()) {
+        Helper* helper = m_helper.get();
+        helper->idleReader = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(helper->connection),
+                                                               QSocketNotifier::Read);
+        QObject::connect(helper->idleReader.get(), &QSocketNotifier::activated, helper->idleReader.get(),
+                         [helper] { helper->discard(); });
+    }
 }
 
 X11WindowActions::~X11WindowActions() = default;
@@ -282,10 +305,14 @@ bool X11WindowActions::unmaximize(xcb_window_t window)
 
 std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRect& rootFrame)
 {
+    m_helper->discard();
     watch(window);
     X11Window w = m_reader.read(window);
     if (!w.exists)
         return std::nullopt;
+    // A full-screen window keeps its place until it leaves full screen; asking would only wait out the timeout.
+    if (w.fullScreen)
+        return w.frameRect;
     if (w.maximized) {
         if (!unmaximize(window))
             return std::nullopt;
@@ -411,10 +438,7 @@ bool X11WindowActions::raise(xcb_window_t window)
 bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
 {
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
-    if (m_helper->ok()) {
-        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(m_helper->connection, m_helper->root, XCB_CW_EVENT_MASK, &mask);
-    }
+    m_helper->discard();
     watch(window);
     // Managers that prevent focus stealing compare this with the user's last input; a real time passes.
     const xcb_timestamp_t time = serverTime();

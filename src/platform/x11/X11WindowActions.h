@@ -33,9 +33,9 @@ public:
     X11WindowActions& operator=(const X11WindowActions&) = delete;
 
     // Places a client's frame (decorations included) at `frame`, in accessibility coordinates (origin at the
-    // primary monitor's top-left, y down). A maximised window is restored first. Returns the frame the manager
-    // applied, which can be smaller (resize increments, minimum and maximum sizes) or moved (kept on screen);
-    // nothing when the window is gone.
+    // primary monitor's top-left, y down). A maximised window is restored first; a full-screen one is left as it
+    // is. Returns the frame the manager applied, which can be smaller (resize increments, minimum and maximum
+    // sizes) or moved (kept on screen); nothing when the window is gone.
     std::optional<QRectF> setFrame(xcb_window_t window, const QRectF& frame);
     std::optional<QRectF> setPosition(xcb_window_t window, const QPointF& topLeft);
     std::optional<QRectF> setSize(xcb_window_t window, const QSizeF& size);
