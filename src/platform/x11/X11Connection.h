@@ -37,7 +37,8 @@ public:
     // Events from a connection nobody else reads (tests, benchmarks): drains what has arrived.
     void dispatchPendingEvents();
 
-    // Also see structure and property changes of a client window (moves, resizes, state).
+    // Also see structure and property changes of another client's window (moves, resizes, state). Never for our
+    // own windows: on this connection that would replace the events Qt selected for them.
     void watchWindow(xcb_window_t window);
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;

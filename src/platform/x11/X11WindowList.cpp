@@ -77,7 +77,7 @@ std::optional<WindowSnapshot> X11WindowList::onScreenWindows() const
 
 std::optional<QList<X11ListedWindow>> X11WindowList::allWindows() const
 {
-    const auto stacking = m_reader.clientListStacking();
+    const auto [stacking, desktop] = m_reader.stackingAndDesktop();
     if (!stacking)
         return std::nullopt;
 
@@ -119,7 +119,6 @@ std::optional<QList<X11ListedWindow>> X11WindowList::allWindows() const
     }
 
     const QList<X11Window> windows = m_reader.read(order);
-    const std::optional<std::uint32_t> desktop = m_reader.currentDesktop();
     const QList<X11Monitor> monitors = m_screens.monitors();
     const QPoint origin = m_screens.origin();
     const std::int32_t ownPid = static_cast<std::int32_t>(::getpid());

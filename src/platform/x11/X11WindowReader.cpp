@@ -4,6 +4,7 @@
 #include "X11Connection.h"
 
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -25,6 +26,11 @@ struct Owned {
     Owned(const Owned&) = delete;
     Owned& operator=(const Owned&) = delete;
     Owned(Owned&& o) noexcept : p(o.p) { o.p = nullptr; }
+    Owned& operator=(Owned&& o) noexcept
+    {
+        std::swap(p, o.p);
+        return *this;
+    }
     ~Owned() { std::free(p); }
     Reply* operator->() const { return p; }
     explicit operator bool() const { return p != nullptr; }
@@ -70,15 +76,34 @@ QList<uint32_t> cardinals(const xcb_get_property_reply_t* r)
     return out;
 }
 
+// Requests of one window; the fixed ones only when nothing is kept for it.
 struct Cookies {
     xcb_get_window_attributes_cookie_t attributes;
     xcb_get_geometry_cookie_t geometry;
     xcb_translate_coordinates_cookie_t origin;
-    xcb_get_property_cookie_t pid, netName, wmName, wmClass, gtkId, type, state, desktop, extents, transient,
-        strutPartial, strut;
+    xcb_get_property_cookie_t netName, wmName, state, desktop, extents;
+    bool fixed = false;
+    xcb_get_property_cookie_t pid, wmClass, gtkId, type, transient, strutPartial, strut;
 };
 
 }  // namespace
+
+X11WindowReader::X11WindowReader(X11Connection& connection) : m_connection(connection)
+{
+    QObject::connect(&m_connection, &X11Connection::propertyChanged, &m_context,
+                     [this](xcb_window_t window, xcb_atom_t atom) { forget(window, atom); });
+    QObject::connect(&m_connection, &X11Connection::windowDestroyed, &m_context,
+                     [this](xcb_window_t window) { forget(window); });
+}
+
+void X11WindowReader::forget(xcb_window_t window, xcb_atom_t atom) const
+{
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    if (atom == XCB_ATOM_NONE || atom == e->_NET_WM_PID || atom == XCB_ATOM_WM_CLASS
+        || atom == m_connection.atoms().gtkApplicationId || atom == e->_NET_WM_WINDOW_TYPE
+        || atom == XCB_ATOM_WM_TRANSIENT_FOR || atom == e->_NET_WM_STRUT_PARTIAL || atom == e->_NET_WM_STRUT)
+        m_fixed.remove(window);
+}
 
 QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
 {
@@ -94,23 +119,27 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         k.attributes = xcb_get_window_attributes(c, w);
         k.geometry = xcb_get_geometry(c, w);
         k.origin = xcb_translate_coordinates(c, w, root, 0, 0);
-        k.pid = xcb_get_property(c, 0, w, e->_NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
         k.netName = xcb_get_property(c, 0, w, e->_NET_WM_NAME, e->UTF8_STRING, 0, maxTextUnits);
         k.wmName = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTextUnits);
-        k.wmClass = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, maxTextUnits);
-        k.gtkId = xcb_get_property(c, 0, w, gtkIdAtom, e->UTF8_STRING, 0, maxTextUnits);
-        k.type = xcb_get_property(c, 0, w, e->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, maxAtomUnits);
         k.state = xcb_get_property(c, 0, w, e->_NET_WM_STATE, XCB_ATOM_ATOM, 0, maxAtomUnits);
         k.desktop = xcb_get_property(c, 0, w, e->_NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
         k.extents = xcb_get_property(c, 0, w, e->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 0, 4);
-        k.transient = xcb_get_property(c, 0, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 0, 1);
-        k.strutPartial = xcb_get_property(c, 0, w, e->_NET_WM_STRUT_PARTIAL, XCB_ATOM_CARDINAL, 0, 12);
-        k.strut = xcb_get_property(c, 0, w, e->_NET_WM_STRUT, XCB_ATOM_CARDINAL, 0, 4);
+        if (!m_fixed.contains(w)) {
+            k.fixed = true;
+            k.pid = xcb_get_property(c, 0, w, e->_NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
+            k.wmClass = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, maxTextUnits);
+            k.gtkId = xcb_get_property(c, 0, w, gtkIdAtom, e->UTF8_STRING, 0, maxTextUnits);
+            k.type = xcb_get_property(c, 0, w, e->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, maxAtomUnits);
+            k.transient = xcb_get_property(c, 0, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 0, 1);
+            k.strutPartial = xcb_get_property(c, 0, w, e->_NET_WM_STRUT_PARTIAL, XCB_ATOM_CARDINAL, 0, 12);
+            k.strut = xcb_get_property(c, 0, w, e->_NET_WM_STRUT, XCB_ATOM_CARDINAL, 0, 4);
+        }
         cookies.push_back(k);
     }
 
     QList<X11Window> out;
     out.reserve(windows.size());
+    QList<qsizetype> needPid;
     for (qsizetype i = 0; i < windows.size(); ++i) {
         const Cookies& k = cookies[static_cast<size_t>(i)];
         X11Window win;
@@ -118,20 +147,24 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         auto attributes = reply<xcb_get_window_attributes_reply_t>(c, xcb_get_window_attributes_reply, k.attributes);
         auto geometry = reply<xcb_get_geometry_reply_t>(c, xcb_get_geometry_reply, k.geometry);
         auto origin = reply<xcb_translate_coordinates_reply_t>(c, xcb_translate_coordinates_reply, k.origin);
-        auto pid = propertyReply(c, k.pid);
         auto netName = propertyReply(c, k.netName);
         auto wmName = propertyReply(c, k.wmName);
-        auto wmClass = propertyReply(c, k.wmClass);
-        auto gtkId = propertyReply(c, k.gtkId);
-        auto type = propertyReply(c, k.type);
         auto state = propertyReply(c, k.state);
         auto desktop = propertyReply(c, k.desktop);
         auto extents = propertyReply(c, k.extents);
-        auto transient = propertyReply(c, k.transient);
-        auto strutPartial = propertyReply(c, k.strutPartial);
-        auto strut = propertyReply(c, k.strut);
+        Owned<xcb_get_property_reply_t> pid, wmClass, gtkId, type, transient, strutPartial, strut;
+        if (k.fixed) {
+            pid = propertyReply(c, k.pid);
+            wmClass = propertyReply(c, k.wmClass);
+            gtkId = propertyReply(c, k.gtkId);
+            type = propertyReply(c, k.type);
+            transient = propertyReply(c, k.transient);
+            strutPartial = propertyReply(c, k.strutPartial);
+            strut = propertyReply(c, k.strut);
+        }
 
         if (!attributes || !geometry || !origin) {
+            m_fixed.remove(win.id);
             out.append(win);  // gone between listing and reading
             continue;
         }
@@ -140,47 +173,78 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         win.overrideRedirect = attributes->override_redirect;
         win.clientRect = QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
 
-        if (const auto v = cardinals(pid.p); !v.isEmpty())
-            win.pid = static_cast<std::int32_t>(v.first());
+        if (k.fixed) {
+            Fixed f;
+            if (const auto v = cardinals(pid.p); !v.isEmpty())
+                f.pid = static_cast<std::int32_t>(v.first());
+            if (wmClass && wmClass->format == 8) {
+                const int length = xcb_get_property_value_length(wmClass.p);
+                const char* data = static_cast<const char*>(xcb_get_property_value(wmClass.p));
+                const int firstEnd = static_cast<int>(strnlen(data, static_cast<size_t>(length)));
+                f.wmInstance = QString::fromLatin1(data, firstEnd);
+                if (firstEnd + 1 < length) {
+                    const char* second = data + firstEnd + 1;
+                    f.wmClass = QString::fromLatin1(
+                        second, static_cast<int>(strnlen(second, static_cast<size_t>(length - firstEnd - 1))));
+                }
+            }
+            f.gtkApplicationId = textValue(gtkId.p, true);
+            // The first type this reader knows wins, as EWMH lists them by preference.
+            bool typed = false;
+            for (const uint32_t atom : cardinals(type.p)) {
+                if (typed)
+                    break;
+                typed = true;
+                if (atom == e->_NET_WM_WINDOW_TYPE_NORMAL) f.type = X11WindowType::normal;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_DIALOG) f.type = X11WindowType::dialog;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_UTILITY) f.type = X11WindowType::utility;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_TOOLBAR) f.type = X11WindowType::toolbar;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_MENU) f.type = X11WindowType::menu;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_SPLASH) f.type = X11WindowType::splash;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_DOCK) f.type = X11WindowType::dock;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_DESKTOP) f.type = X11WindowType::desktop;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_NOTIFICATION) f.type = X11WindowType::notification;
+                else if (atom == e->_NET_WM_WINDOW_TYPE_DROPDOWN_MENU || atom == e->_NET_WM_WINDOW_TYPE_POPUP_MENU
+                         || atom == e->_NET_WM_WINDOW_TYPE_TOOLTIP || atom == e->_NET_WM_WINDOW_TYPE_COMBO
+                         || atom == e->_NET_WM_WINDOW_TYPE_DND)
+                    f.type = X11WindowType::popup;
+                else
+                    typed = false;  // an extension type: look at the next one
+            }
+            if (const auto v = cardinals(transient.p); !v.isEmpty())
+                f.transient = v.first() != XCB_WINDOW_NONE && v.first() != win.id;
+            if (const auto v = cardinals(strutPartial.p); v.size() == 12) {
+                f.hasStrut = true;
+                std::copy(v.cbegin(), v.cend(), f.strut);
+            } else if (const auto old = cardinals(strut.p); old.size() == 4) {
+                // The old form reserves whole edges.
+                f.hasStrut = true;
+                std::copy(old.cbegin(), old.cend(), f.strut);
+                for (int j = 5; j < 12; j += 2)
+                    f.strut[j] = 0xFFFFFFFFu;
+            }
+            m_fixed.insert(win.id, f);
+        }
+        const Fixed& f = m_fixed[win.id];
+        win.pid = f.pid;
+        win.wmInstance = f.wmInstance;
+        win.wmClass = f.wmClass;
+        win.gtkApplicationId = f.gtkApplicationId;
+        win.type = f.type;
+        win.transient = f.transient;
+        win.hasStrut = f.hasStrut;
+        win.strutLeft = f.strut[0]; win.strutRight = f.strut[1]; win.strutTop = f.strut[2]; win.strutBottom = f.strut[3];
+        win.strutLeftStartY = f.strut[4]; win.strutLeftEndY = f.strut[5];
+        win.strutRightStartY = f.strut[6]; win.strutRightEndY = f.strut[7];
+        win.strutTopStartX = f.strut[8]; win.strutTopEndX = f.strut[9];
+        win.strutBottomStartX = f.strut[10]; win.strutBottomEndX = f.strut[11];
+        if (win.pid == 0 && k.fixed)
+            needPid.append(i);
+
         win.name = textValue(netName.p, true);
         if (win.name.isEmpty() && wmName) {
             // WM_NAME is Latin-1 unless the client typed it UTF8_STRING.
             win.name = textValue(wmName.p, wmName->type == e->UTF8_STRING);
-        }
-        if (wmClass && wmClass->format == 8) {
-            const int length = xcb_get_property_value_length(wmClass.p);
-            const char* data = static_cast<const char*>(xcb_get_property_value(wmClass.p));
-            const int firstEnd = static_cast<int>(strnlen(data, static_cast<size_t>(length)));
-            win.wmInstance = QString::fromLatin1(data, firstEnd);
-            if (firstEnd + 1 < length) {
-                const char* second = data + firstEnd + 1;
-                win.wmClass = QString::fromLatin1(second,
-                                                  static_cast<int>(strnlen(second, static_cast<size_t>(length - firstEnd - 1))));
-            }
-        }
-        win.gtkApplicationId = textValue(gtkId.p, true);
-
-        // The first type this manager-independent list knows wins, as EWMH orders them by preference.
-        bool typed = false;
-        for (const uint32_t atom : cardinals(type.p)) {
-            if (typed)
-                break;
-            typed = true;
-            if (atom == e->_NET_WM_WINDOW_TYPE_NORMAL) win.type = X11WindowType::normal;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_DIALOG) win.type = X11WindowType::dialog;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_UTILITY) win.type = X11WindowType::utility;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_TOOLBAR) win.type = X11WindowType::toolbar;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_MENU) win.type = X11WindowType::menu;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_SPLASH) win.type = X11WindowType::splash;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_DOCK) win.type = X11WindowType::dock;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_DESKTOP) win.type = X11WindowType::desktop;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_NOTIFICATION) win.type = X11WindowType::notification;
-            else if (atom == e->_NET_WM_WINDOW_TYPE_DROPDOWN_MENU || atom == e->_NET_WM_WINDOW_TYPE_POPUP_MENU
-                     || atom == e->_NET_WM_WINDOW_TYPE_TOOLTIP || atom == e->_NET_WM_WINDOW_TYPE_COMBO
-                     || atom == e->_NET_WM_WINDOW_TYPE_DND)
-                win.type = X11WindowType::popup;
-            else
-                typed = false;  // an extension type: look at the next one
         }
         for (const uint32_t atom : cardinals(state.p)) {
             if (atom == e->_NET_WM_STATE_ABOVE) win.above = true;
@@ -193,8 +257,6 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         }
         if (const auto v = cardinals(desktop.p); !v.isEmpty())
             win.desktop = v.first();
-        if (const auto v = cardinals(transient.p); !v.isEmpty())
-            win.transient = v.first() != XCB_WINDOW_NONE && v.first() != win.id;
         win.frameRect = win.clientRect;
         if (const auto v = cardinals(extents.p); v.size() == 4) {
             // left, right, top, bottom; bounded so that a hostile value cannot overflow the rectangle
@@ -202,27 +264,13 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
             const int top = static_cast<int>(qMin<uint32_t>(v[2], 4096)), bottom = static_cast<int>(qMin<uint32_t>(v[3], 4096));
             win.frameRect = win.clientRect.adjusted(-left, -top, right, bottom);
         }
-        if (const auto v = cardinals(strutPartial.p); v.size() == 12) {
-            win.hasStrut = true;
-            win.strutLeft = v[0]; win.strutRight = v[1]; win.strutTop = v[2]; win.strutBottom = v[3];
-            win.strutLeftStartY = v[4]; win.strutLeftEndY = v[5]; win.strutRightStartY = v[6]; win.strutRightEndY = v[7];
-            win.strutTopStartX = v[8]; win.strutTopEndX = v[9]; win.strutBottomStartX = v[10]; win.strutBottomEndX = v[11];
-        } else if (const auto s = cardinals(strut.p); s.size() == 4) {
-            // The old form reserves the whole edge.
-            win.hasStrut = true;
-            win.strutLeft = s[0]; win.strutRight = s[1]; win.strutTop = s[2]; win.strutBottom = s[3];
-            win.strutLeftStartY = win.strutRightStartY = win.strutTopStartX = win.strutBottomStartX = 0;
-            win.strutLeftEndY = win.strutRightEndY = win.strutTopEndX = win.strutBottomEndX = 0xFFFFFFFFu;
-        }
         out.append(win);
     }
 
-    // Clients that do not set _NET_WM_PID (Xt programs, for one) are found through the X-Resource extension.
-    if (m_connection.hasRes()) {
+    // Clients that do not set _NET_WM_PID are found through the X-Resource extension, once per window.
+    if (m_connection.hasRes() && !needPid.isEmpty()) {
         std::vector<std::pair<qsizetype, xcb_res_query_client_ids_cookie_t>> pidCookies;
-        for (qsizetype i = 0; i < out.size(); ++i) {
-            if (!out[i].exists || out[i].pid != 0)
-                continue;
+        for (const qsizetype i : std::as_const(needPid)) {
             xcb_res_client_id_spec_t spec{out[i].id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
             pidCookies.emplace_back(i, xcb_res_query_client_ids(c, 1, &spec));
         }
@@ -231,8 +279,11 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
             if (!r)
                 continue;
             for (auto it = xcb_res_query_client_ids_ids_iterator(r.p); it.rem; xcb_res_client_id_value_next(&it)) {
-                if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && xcb_res_client_id_value_value_length(it.data) >= 1) {
+                if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)
+                    && xcb_res_client_id_value_value_length(it.data) >= 1) {
                     out[index].pid = static_cast<std::int32_t>(*xcb_res_client_id_value_value(it.data));
+                    if (auto f = m_fixed.find(out[index].id); f != m_fixed.end())
+                        f->pid = out[index].pid;
                     break;
                 }
             }
@@ -248,17 +299,26 @@ X11Window X11WindowReader::read(xcb_window_t window) const
 
 namespace {
 
-std::optional<QList<xcb_window_t>> windowListProperty(X11Connection& connection, xcb_atom_t atom)
+xcb_get_property_cookie_t requestWindowList(X11Connection& connection, xcb_atom_t atom)
 {
-    xcb_connection_t* c = connection.xcb();
     // 16384 windows is far more than any desktop shows; the bound keeps a hostile property small.
-    auto r = propertyReply(c, xcb_get_property(c, 0, connection.root(), atom, XCB_ATOM_WINDOW, 0, 16384));
+    return xcb_get_property(connection.xcb(), 0, connection.root(), atom, XCB_ATOM_WINDOW, 0, 16384);
+}
+
+std::optional<QList<xcb_window_t>> windowListReply(X11Connection& connection, xcb_get_property_cookie_t cookie)
+{
+    auto r = propertyReply(connection.xcb(), cookie);
     if (!r || r->type != XCB_ATOM_WINDOW)
         return std::nullopt;
     QList<xcb_window_t> out;
     for (const uint32_t w : cardinals(r.p))
         out.append(w);
     return out;
+}
+
+std::optional<QList<xcb_window_t>> windowListProperty(X11Connection& connection, xcb_atom_t atom)
+{
+    return windowListReply(connection, requestWindowList(connection, atom));
 }
 
 }  // namespace
@@ -277,6 +337,18 @@ xcb_window_t X11WindowReader::activeWindow() const
 {
     const auto list = windowListProperty(m_connection, m_connection.ewmh()->_NET_ACTIVE_WINDOW);
     return list && !list->isEmpty() ? list->first() : xcb_window_t(XCB_WINDOW_NONE);
+}
+
+std::pair<std::optional<QList<xcb_window_t>>, std::optional<std::uint32_t>> X11WindowReader::stackingAndDesktop() const
+{
+    xcb_connection_t* c = m_connection.xcb();
+    const auto stacking = requestWindowList(m_connection, m_connection.ewmh()->_NET_CLIENT_LIST_STACKING);
+    const auto desktop = xcb_get_property(c, 0, m_connection.root(), m_connection.ewmh()->_NET_CURRENT_DESKTOP,
+                                          XCB_ATOM_CARDINAL, 0, 1);
+    auto list = windowListReply(m_connection, stacking);
+    auto r = propertyReply(c, desktop);
+    const auto v = cardinals(r.p);
+    return {std::move(list), v.isEmpty() ? std::nullopt : std::optional<std::uint32_t>(v.first())};
 }
 
 std::optional<std::uint32_t> X11WindowReader::currentDesktop() const

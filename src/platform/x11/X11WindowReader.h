@@ -1,7 +1,9 @@
 // Reads many client windows at once: every request is sent before the first reply is awaited.
 #pragma once
 
+#include <QHash>
 #include <QList>
+#include <QObject>
 #include <optional>
 
 #include "X11Window.h"
@@ -12,7 +14,9 @@ class X11Connection;
 
 class X11WindowReader {
 public:
-    explicit X11WindowReader(X11Connection& connection) : m_connection(connection) {}
+    // Properties a client sets once (pid, WM_CLASS, type, transient-for, struts) are kept per window and dropped
+    // when X says they changed or the window went, so a snapshot asks only for what moves.
+    explicit X11WindowReader(X11Connection& connection);
 
     // In the order given; windows that have gone come back with `exists` false.
     QList<X11Window> read(const QList<xcb_window_t>& windows) const;
@@ -23,13 +27,29 @@ public:
     std::optional<QList<xcb_window_t>> clientList() const;          // mapping order
     xcb_window_t activeWindow() const;
     std::optional<std::uint32_t> currentDesktop() const;
+    // The stacking list and the current desktop in one round trip.
+    std::pair<std::optional<QList<xcb_window_t>>, std::optional<std::uint32_t>> stackingAndDesktop() const;
     // The top-level (child of the root) ancestor of each window: the window manager's frame.
     QList<xcb_window_t> topLevelAncestors(const QList<xcb_window_t>& windows) const;
     // Children of the root, bottom to top.
     QList<xcb_window_t> rootChildren() const;
 
+    // Forgets what was kept of a window: all of it (atom none) or what depends on one property.
+    void forget(xcb_window_t window, xcb_atom_t atom = XCB_ATOM_NONE) const;
+
 private:
+    struct Fixed {
+        std::int32_t pid = 0;
+        QString wmInstance, wmClass, gtkApplicationId;
+        X11WindowType type = X11WindowType::normal;
+        bool transient = false;
+        bool hasStrut = false;
+        std::uint32_t strut[12] = {};
+    };
+
     X11Connection& m_connection;
+    QObject m_context;  // receiver for the connection's signals
+    mutable QHash<xcb_window_t, Fixed> m_fixed;
 };
 
 }  // namespace tamsinvale
