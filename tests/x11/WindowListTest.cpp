@@ -351,3 +351,28 @@ TEST_F(WindowListTest, ownPanelsAreListedAtTheirPlaceInTheStack)
     xcb_destroy_window(c, panel);
     xcb_flush(c);
 }
+
+TEST_F(WindowListTest, changesToAListedWindowAreSeenOnTheNextRead)
+{
+    auto client = s.client({spec(QStringLiteral("before"), 100, 100)});
+    ASSERT_TRUE(client);
+    const xcb_window_t w = client->window(0);
+    // Read once, so that what does not change every time is kept.
+    ASSERT_TRUE(s.waitUntil([&] { return row(w) && row(w)->entry.name == QStringLiteral("before"); }));
+    ASSERT_TRUE(s.waitUntil([&] { return row(w)->entry.ownerName == QStringLiteral("TestClient"); }));
+
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("set_window"), QStringLiteral("--name"),
+                        QStringLiteral("after"), QString::number(w)}));
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("set_window"), QStringLiteral("--class"),
+                        QStringLiteral("Renamed"), QString::number(w)}));
+    EXPECT_TRUE(s.waitUntil([&] { return row(w)->entry.name == QStringLiteral("after"); }));
+    EXPECT_TRUE(s.waitUntil([&] { return row(w)->entry.ownerName == QStringLiteral("Renamed"); }));
+
+    const QRectF before = row(w)->entry.bounds;
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("windowmove"), QString::number(w), QStringLiteral("400"),
+                        QStringLiteral("300")}));
+    EXPECT_TRUE(s.waitUntil([&] {
+        const QRectF now = row(w)->entry.bounds;
+        return now != before && now == QRectF(*xtools::geometry(s.x().topLevelAncestor(w)));
+    }));
+}

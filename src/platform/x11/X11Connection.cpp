@@ -69,6 +69,7 @@ X11Connection::X11Connection(xcb_connection_t* connection, int screenNumber, boo
 
     selectRootEvents();
 
+    m_ownsEvents = !filterQtEvents;
     if (filterQtEvents && QCoreApplication::instance()) {
         QCoreApplication::instance()->installNativeEventFilter(this);
         m_filterInstalled = true;
@@ -106,6 +107,9 @@ void X11Connection::selectRootEvents()
 
 void X11Connection::watchWindow(xcb_window_t window)
 {
+    if (m_watched.contains(window))
+        return;
+    m_watched.insert(window);
     const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     // A window that is already gone answers with BadWindow; the checked form keeps that error off Qt's handler.
     xcb_discard_reply(m_connection,
@@ -146,6 +150,7 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
     }
     case XCB_DESTROY_NOTIFY: {
         const auto* e = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
+        m_watched.remove(e->window);
         emit windowDestroyed(e->window);
         return;
     }

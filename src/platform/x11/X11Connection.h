@@ -3,6 +3,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QObject>
+#include <QSet>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -40,6 +41,9 @@ public:
     // Also see structure and property changes of another client's window (moves, resizes, state). Never for our
     // own windows: on this connection that would replace the events Qt selected for them.
     void watchWindow(xcb_window_t window);
+    bool isWatched(xcb_window_t window) const { return m_watched.contains(window); }
+    // True when nobody else reads this connection's events (no Qt filter): readers then drain them themselves.
+    bool ownsEvents() const { return m_ownsEvents; }
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
     void handleEvent(const xcb_generic_event_t* event);
@@ -63,6 +67,8 @@ private:
     bool m_randr15 = false;
     bool m_res = false;
     bool m_filterInstalled = false;
+    bool m_ownsEvents = false;
+    QSet<xcb_window_t> m_watched;
 };
 
 }  // namespace tamsinvale

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <algorithm>
 #include <cstring>
+#include <unistd.h>
 #include <vector>
 
 #include <xcb/res.h>
@@ -81,10 +82,27 @@ struct Cookies {
     xcb_get_window_attributes_cookie_t attributes;
     xcb_get_geometry_cookie_t geometry;
     xcb_translate_coordinates_cookie_t origin;
+    bool changing = false;      // title, state, desktop and extents asked for
+    bool keepChanging = false;  // and kept: the window was watched before the request went out
     xcb_get_property_cookie_t netName, wmName, state, desktop, extents;
     bool fixed = false;
     xcb_get_property_cookie_t pid, wmClass, gtkId, type, transient, strutPartial, strut;
 };
+
+void applyChanging(X11Window& win, const auto& g)
+{
+    win.name = g.name;
+    win.above = g.above;
+    win.below = g.below;
+    win.fullScreen = g.fullScreen;
+    win.hidden = g.hidden;
+    win.maximized = g.maximized;
+    win.sticky = g.sticky;
+    win.skipTaskbar = g.skipTaskbar;
+    win.desktop = g.desktop;
+    win.frameRect = g.hasExtents ? win.clientRect.adjusted(-g.extents[0], -g.extents[2], g.extents[1], g.extents[3])
+                                 : win.clientRect;
+}
 
 }  // namespace
 
@@ -103,6 +121,9 @@ void X11WindowReader::forget(xcb_window_t window, xcb_atom_t atom) const
         || atom == m_connection.atoms().gtkApplicationId || atom == e->_NET_WM_WINDOW_TYPE
         || atom == XCB_ATOM_WM_TRANSIENT_FOR || atom == e->_NET_WM_STRUT_PARTIAL || atom == e->_NET_WM_STRUT)
         m_fixed.remove(window);
+    if (atom == XCB_ATOM_NONE || atom == e->_NET_WM_NAME || atom == XCB_ATOM_WM_NAME || atom == e->_NET_WM_STATE
+        || atom == e->_NET_WM_DESKTOP || atom == e->_NET_FRAME_EXTENTS)
+        m_changing.remove(window);
 }
 
 QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
@@ -111,6 +132,9 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
     const xcb_window_t root = m_connection.root();
     const xcb_atom_t gtkIdAtom = m_connection.atoms().gtkApplicationId;
+    // Changes that have arrived must drop what is kept before it is used.
+    if (m_connection.ownsEvents())
+        m_connection.dispatchPendingEvents();
 
     std::vector<Cookies> cookies;
     cookies.reserve(windows.size());
@@ -119,11 +143,15 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         k.attributes = xcb_get_window_attributes(c, w);
         k.geometry = xcb_get_geometry(c, w);
         k.origin = xcb_translate_coordinates(c, w, root, 0, 0);
-        k.netName = xcb_get_property(c, 0, w, e->_NET_WM_NAME, e->UTF8_STRING, 0, maxTextUnits);
-        k.wmName = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTextUnits);
-        k.state = xcb_get_property(c, 0, w, e->_NET_WM_STATE, XCB_ATOM_ATOM, 0, maxAtomUnits);
-        k.desktop = xcb_get_property(c, 0, w, e->_NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
-        k.extents = xcb_get_property(c, 0, w, e->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 0, 4);
+        if (!m_changing.contains(w)) {
+            k.changing = true;
+            k.keepChanging = m_connection.isWatched(w);
+            k.netName = xcb_get_property(c, 0, w, e->_NET_WM_NAME, e->UTF8_STRING, 0, maxTextUnits);
+            k.wmName = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTextUnits);
+            k.state = xcb_get_property(c, 0, w, e->_NET_WM_STATE, XCB_ATOM_ATOM, 0, maxAtomUnits);
+            k.desktop = xcb_get_property(c, 0, w, e->_NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+            k.extents = xcb_get_property(c, 0, w, e->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 0, 4);
+        }
         if (!m_fixed.contains(w)) {
             k.fixed = true;
             k.pid = xcb_get_property(c, 0, w, e->_NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
@@ -147,11 +175,14 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         auto attributes = reply<xcb_get_window_attributes_reply_t>(c, xcb_get_window_attributes_reply, k.attributes);
         auto geometry = reply<xcb_get_geometry_reply_t>(c, xcb_get_geometry_reply, k.geometry);
         auto origin = reply<xcb_translate_coordinates_reply_t>(c, xcb_translate_coordinates_reply, k.origin);
-        auto netName = propertyReply(c, k.netName);
-        auto wmName = propertyReply(c, k.wmName);
-        auto state = propertyReply(c, k.state);
-        auto desktop = propertyReply(c, k.desktop);
-        auto extents = propertyReply(c, k.extents);
+        Owned<xcb_get_property_reply_t> netName, wmName, state, desktop, extents;
+        if (k.changing) {
+            netName = propertyReply(c, k.netName);
+            wmName = propertyReply(c, k.wmName);
+            state = propertyReply(c, k.state);
+            desktop = propertyReply(c, k.desktop);
+            extents = propertyReply(c, k.extents);
+        }
         Owned<xcb_get_property_reply_t> pid, wmClass, gtkId, type, transient, strutPartial, strut;
         if (k.fixed) {
             pid = propertyReply(c, k.pid);
@@ -165,6 +196,7 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
 
         if (!attributes || !geometry || !origin) {
             m_fixed.remove(win.id);
+            m_changing.remove(win.id);
             out.append(win);  // gone between listing and reading
             continue;
         }
@@ -241,28 +273,35 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
         if (win.pid == 0 && k.fixed)
             needPid.append(i);
 
-        win.name = textValue(netName.p, true);
-        if (win.name.isEmpty() && wmName) {
-            // WM_NAME is Latin-1 unless the client typed it UTF8_STRING.
-            win.name = textValue(wmName.p, wmName->type == e->UTF8_STRING);
-        }
-        for (const uint32_t atom : cardinals(state.p)) {
-            if (atom == e->_NET_WM_STATE_ABOVE) win.above = true;
-            else if (atom == e->_NET_WM_STATE_BELOW) win.below = true;
-            else if (atom == e->_NET_WM_STATE_FULLSCREEN) win.fullScreen = true;
-            else if (atom == e->_NET_WM_STATE_HIDDEN) win.hidden = true;
-            else if (atom == e->_NET_WM_STATE_MAXIMIZED_VERT || atom == e->_NET_WM_STATE_MAXIMIZED_HORZ) win.maximized = true;
-            else if (atom == e->_NET_WM_STATE_STICKY) win.sticky = true;
-            else if (atom == e->_NET_WM_STATE_SKIP_TASKBAR) win.skipTaskbar = true;
-        }
-        if (const auto v = cardinals(desktop.p); !v.isEmpty())
-            win.desktop = v.first();
-        win.frameRect = win.clientRect;
-        if (const auto v = cardinals(extents.p); v.size() == 4) {
-            // left, right, top, bottom; bounded so that a hostile value cannot overflow the rectangle
-            const int left = static_cast<int>(qMin<uint32_t>(v[0], 4096)), right = static_cast<int>(qMin<uint32_t>(v[1], 4096));
-            const int top = static_cast<int>(qMin<uint32_t>(v[2], 4096)), bottom = static_cast<int>(qMin<uint32_t>(v[3], 4096));
-            win.frameRect = win.clientRect.adjusted(-left, -top, right, bottom);
+        if (k.changing) {
+            Changing g;
+            g.name = textValue(netName.p, true);
+            if (g.name.isEmpty() && wmName) {
+                // WM_NAME is Latin-1 unless the client typed it UTF8_STRING.
+                g.name = textValue(wmName.p, wmName->type == e->UTF8_STRING);
+            }
+            for (const uint32_t atom : cardinals(state.p)) {
+                if (atom == e->_NET_WM_STATE_ABOVE) g.above = true;
+                else if (atom == e->_NET_WM_STATE_BELOW) g.below = true;
+                else if (atom == e->_NET_WM_STATE_FULLSCREEN) g.fullScreen = true;
+                else if (atom == e->_NET_WM_STATE_HIDDEN) g.hidden = true;
+                else if (atom == e->_NET_WM_STATE_MAXIMIZED_VERT || atom == e->_NET_WM_STATE_MAXIMIZED_HORZ) g.maximized = true;
+                else if (atom == e->_NET_WM_STATE_STICKY) g.sticky = true;
+                else if (atom == e->_NET_WM_STATE_SKIP_TASKBAR) g.skipTaskbar = true;
+            }
+            if (const auto v = cardinals(desktop.p); !v.isEmpty())
+                g.desktop = v.first();
+            if (const auto v = cardinals(extents.p); v.size() == 4) {
+                // Bounded so that a hostile value cannot overflow the rectangle.
+                g.hasExtents = true;
+                for (int j = 0; j < 4; ++j)
+                    g.extents[j] = static_cast<int>(qMin<uint32_t>(v[j], 4096));
+            }
+            if (k.keepChanging)
+                m_changing.insert(win.id, g);
+            applyChanging(win, g);
+        } else {
+            applyChanging(win, m_changing[win.id]);
         }
         out.append(win);
     }
@@ -289,6 +328,17 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
             }
         }
     }
+    // From now on this connection hears of their changes, so the next read can keep what it asks for.
+    const std::int32_t ownPid = static_cast<std::int32_t>(::getpid());
+    bool watched = false;
+    for (const X11Window& w : std::as_const(out)) {
+        if (w.exists && w.pid != ownPid && !m_connection.isWatched(w.id)) {
+            m_connection.watchWindow(w.id);
+            watched = true;
+        }
+    }
+    if (watched)
+        xcb_flush(c);
     return out;
 }
 

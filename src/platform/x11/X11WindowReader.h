@@ -14,8 +14,11 @@ class X11Connection;
 
 class X11WindowReader {
 public:
-    // Properties a client sets once (pid, WM_CLASS, type, transient-for, struts) are kept per window and dropped
-    // when X says they changed or the window went, so a snapshot asks only for what moves.
+    // Properties are kept per window and dropped when X says they changed or the window went, so a snapshot asks
+    // only for geometry and mapping. Fixed ones (pid, WM_CLASS, type, transient-for, struts) are kept from the
+    // first read; the others (title, state, desktop, frame extents) only once this connection is told of their
+    // changes, i.e. from reads issued after the window was watched. Our own windows are never watched (their event
+    // masks are Qt's), so theirs are always read afresh.
     explicit X11WindowReader(X11Connection& connection);
 
     // In the order given; windows that have gone come back with `exists` false.
@@ -47,9 +50,19 @@ private:
         std::uint32_t strut[12] = {};
     };
 
+    struct Changing {
+        QString name;
+        bool above = false, below = false, fullScreen = false, hidden = false, maximized = false, sticky = false,
+             skipTaskbar = false;
+        std::uint32_t desktop = 0xFFFFFFFFu;
+        bool hasExtents = false;
+        int extents[4] = {};  // left, right, top, bottom
+    };
+
     X11Connection& m_connection;
     QObject m_context;  // receiver for the connection's signals
     mutable QHash<xcb_window_t, Fixed> m_fixed;
+    mutable QHash<xcb_window_t, Changing> m_changing;
 };
 
 }  // namespace tamsinvale
