@@ -78,7 +78,20 @@ void FocusDimmer::schedule(TaskHandle& slot, double seconds, std::function<void(
 
 std::optional<RunningApp> FocusDimmer::frontmostApplication() const
 {
-    return m_platform.workspace->frontmostApplication();
+    if (m_readScopeDepth == 0)
+        return m_platform.workspace->frontmostApplication();
+    if (!m_scopedFront)
+        m_scopedFront = m_platform.workspace->frontmostApplication();
+    return *m_scopedFront;
+}
+
+std::optional<WindowSnapshot> FocusDimmer::windowSnapshot() const
+{
+    if (m_readScopeDepth == 0)
+        return m_platform.windowList->onScreenWindows();
+    if (!m_scopedSnapshot)
+        m_scopedSnapshot = m_platform.windowList->onScreenWindows();
+    return *m_scopedSnapshot;
 }
 
 bool FocusDimmer::isSelf(const RunningApp& app) const
@@ -109,7 +122,7 @@ OverlayPanel* FocusDimmer::overlay(DisplayId id) const
 
 double FocusDimmer::menuBarHeight(const ScreenInfo& screen) const
 {
-    return MenuBarGeometry::menuBarHeight(screen, m_platform.screens->screens(), m_platform.windowList->onScreenWindows());
+    return MenuBarGeometry::menuBarHeight(screen, m_platform.screens->screens(), windowSnapshot());
 }
 
 std::optional<QImage> FocusDimmer::overlayImage(const ScreenInfo& screen) { return m_images.overlayImage(screen); }
@@ -129,12 +142,12 @@ OverlayAppearance FocusDimmer::appearanceFor(const ScreenInfo& screen, double ov
 
 bool FocusDimmer::fullScreenInFront()
 {
-    const auto first = m_platform.windowList->onScreenWindows();
+    const auto first = windowSnapshot();
     if (!first)
         return false;
     if (isFrontAppFullScreen(*first))
         return true;
-    const auto second = m_platform.windowList->onScreenWindows();
+    const auto second = windowSnapshot();
     return second && isAnyFullScreenPresent(*second);
 }
 
@@ -225,6 +238,7 @@ void FocusDimmer::applyAppearance()
 
 void FocusDimmer::updateOrdering(const QString& sourceTag)
 {
+    const DesktopReadScope scope(*this);
     const QString source = tag(sourceTag);
     if (m_windowsByScreen.empty())
         return;
@@ -234,7 +248,7 @@ void FocusDimmer::updateOrdering(const QString& sourceTag)
                << source << ")";
         return;
     }
-    const auto snapshot = m_platform.windowList->onScreenWindows();
+    const auto snapshot = windowSnapshot();
     if (!snapshot)
         return;
     if (isFrontAppFullScreen(*snapshot) || isAnyFullScreenPresent(*snapshot)) {
@@ -367,8 +381,9 @@ void FocusDimmer::updateOrdering(const QString& sourceTag)
 
 void FocusDimmer::reorderOptimisticallyThenVerify(const QString& sourceTag)
 {
+    const DesktopReadScope scope(*this);
     const QString source = tag(sourceTag);
-    const auto snapshot = m_platform.windowList->onScreenWindows();
+    const auto snapshot = windowSnapshot();
     if (!snapshot)
         return;
     if (isFrontAppFullScreen(*snapshot) || isAnyFullScreenPresent(*snapshot)) {

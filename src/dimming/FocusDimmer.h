@@ -47,10 +47,13 @@ public:
     void handleScreenConfigurationChange();
     void setupAXObserver();
     void tearDownAXObserver();
-    bool isFrontAppFullScreen(const WindowSnapshot& windows) const { return m_fullScreen.isFrontAppFullScreen(windows); }
+    bool isFrontAppFullScreen(const WindowSnapshot& windows) const
+    {
+        return m_fullScreen.isFrontAppFullScreen(windows, frontmostApplication());
+    }
     bool isAnyFullScreenPresent(const WindowSnapshot& windows) const
     {
-        return m_fullScreen.isAnyFullScreenPresent(windows);
+        return m_fullScreen.isAnyFullScreenPresent(windows, frontmostApplication());
     }
     void startFullscreenRecovery();
     // The second look 1.5 s after start-up, once the window manager has listed every window.
@@ -94,7 +97,10 @@ signals:
     void clearInactiveScreensActiveChanged(bool active);
 
 private:
+    friend class DesktopReadScope;
     std::optional<RunningApp> frontmostApplication() const;
+    // The window list as read now, or as read at the start of the reaction under way (see DesktopReadScope).
+    std::optional<WindowSnapshot> windowSnapshot() const;
     bool isSelf(const RunningApp& app) const;
     bool isExcluded(const RunningApp& app) const;
     QList<ScreenInfo> usableScreens() const;
@@ -143,6 +149,29 @@ private:
     // Deferred work that is not kept in a named slot (wake re-checks, mouse clicks, the quick-dim wait), so that
     // destruction cancels it too.
     QList<TaskHandle> m_detached;
+    // One reaction to an event reads the desktop once: nested steps (menu bar heights, full-screen tests, the
+    // ordering pass) share what the first of them read. On X11 each read is several round trips.
+    int m_readScopeDepth = 0;
+    mutable std::optional<std::optional<WindowSnapshot>> m_scopedSnapshot;
+    mutable std::optional<std::optional<RunningApp>> m_scopedFront;
+};
+
+// Marks one synchronous reaction to an event (refresh(), a pass) during which the desktop is read only once.
+class DesktopReadScope {
+public:
+    explicit DesktopReadScope(FocusDimmer& dimmer) : m_dimmer(dimmer) { ++m_dimmer.m_readScopeDepth; }
+    ~DesktopReadScope()
+    {
+        if (--m_dimmer.m_readScopeDepth == 0) {
+            m_dimmer.m_scopedSnapshot.reset();
+            m_dimmer.m_scopedFront.reset();
+        }
+    }
+    DesktopReadScope(const DesktopReadScope&) = delete;
+    DesktopReadScope& operator=(const DesktopReadScope&) = delete;
+
+private:
+    FocusDimmer& m_dimmer;
 };
 
 }  // namespace tamsinvale

@@ -17,6 +17,7 @@ void FocusDimmer::onApplicationActivated()
 
 void FocusDimmer::setupAXObserver()
 {
+    const DesktopReadScope scope(*this);
     Accessibility* ax = m_platform.accessibility;
     if (!ax || !ax->isProcessTrusted())
         return;
@@ -111,6 +112,7 @@ void FocusDimmer::handleAXFocusChange(const QString& source)
 
 void FocusDimmer::refresh()
 {
+    const DesktopReadScope scope(*this);
     const bool wanted = m_settings.settings().focusDimEnabled || m_clearInactiveScreensActive;
     if (wanted && !m_windowsByScreen.empty()) {
         if (const auto front = frontmostApplication()) {
@@ -123,7 +125,7 @@ void FocusDimmer::refresh()
                 return;
             }
             if (!isSelf(*front)) {
-                const auto snapshot = m_platform.windowList->onScreenWindows();
+                const auto snapshot = windowSnapshot();
                 const int layer = snapshot ? m_focused.focusedWindowLayer(front->pid, *snapshot) : 0;
                 if (layer >= 1 && layer <= 19) {
                     m_floatingWindowActive = true;
@@ -207,9 +209,9 @@ void FocusDimmer::runFullscreenRecovery(std::shared_ptr<int> attempts)
 {
     ++*attempts;
     bool present = false;
-    if (const auto a = m_platform.windowList->onScreenWindows(); a && isAnyFullScreenPresent(*a))
+    if (const auto a = windowSnapshot(); a && isAnyFullScreenPresent(*a))
         present = true;
-    else if (const auto b = m_platform.windowList->onScreenWindows(); b && isFrontAppFullScreen(*b))
+    else if (const auto b = windowSnapshot(); b && isFrontAppFullScreen(*b))
         present = true;
     if (!present) {
         DIMLOG << "fullscreenRecovery: fullscreen ended, refreshing";

@@ -72,9 +72,8 @@ FullScreenDetector::AXVerdict FullScreenDetector::focusedWindowVerdict(std::int3
     return size && isScreenSized(*size, screens) ? AXVerdict::fullScreen : AXVerdict::notScreenSized;
 }
 
-bool FullScreenDetector::isFrontAppFullScreen(const WindowSnapshot& windows) const
+bool FullScreenDetector::isFrontAppFullScreen(const WindowSnapshot& windows, const std::optional<RunningApp>& front) const
 {
-    const auto front = m_platform.workspace->frontmostApplication();
     if (!front || isSelf(*front))
         return false;
     const QList<QRectF> screens = screenFrames();
@@ -101,10 +100,9 @@ bool FullScreenDetector::isFrontAppFullScreen(const WindowSnapshot& windows) con
     return false;
 }
 
-bool FullScreenDetector::isAnyFullScreenPresent(const WindowSnapshot& windows) const
+bool FullScreenDetector::isAnyFullScreenPresent(const WindowSnapshot& windows, const std::optional<RunningApp>& front) const
 {
     const QList<QRectF> screens = screenFrames();
-    const auto front = m_platform.workspace->frontmostApplication();
     if (front && !isSelf(*front)) {
         switch (focusedWindowVerdict(front->pid, screens)) {
         case AXVerdict::fullScreen:

@@ -14,9 +14,17 @@ public:
     explicit FullScreenDetector(const Platform& platform);
 
     // The frontmost application (never this one) shows a full-screen window.
-    bool isFrontAppFullScreen(const WindowSnapshot& windows) const;
+    bool isFrontAppFullScreen(const WindowSnapshot& windows) const
+    {
+        return isFrontAppFullScreen(windows, m_platform.workspace->frontmostApplication());
+    }
+    bool isFrontAppFullScreen(const WindowSnapshot& windows, const std::optional<RunningApp>& front) const;
     // Any application's on-screen normal window fills a screen, or the front app's focused window says full screen.
-    bool isAnyFullScreenPresent(const WindowSnapshot& windows) const;
+    bool isAnyFullScreenPresent(const WindowSnapshot& windows) const
+    {
+        return isAnyFullScreenPresent(windows, m_platform.workspace->frontmostApplication());
+    }
+    bool isAnyFullScreenPresent(const WindowSnapshot& windows, const std::optional<RunningApp>& front) const;
 
     // Accessibility's full-screen flag is believed only for a window about the size of a screen (±50 points):
     // picture-in-picture players set it too.
