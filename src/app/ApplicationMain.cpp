@@ -18,11 +18,14 @@
 #include "platform/linux/PlistDefaultsDomain.h"
 #include "platform/linux/QtScheduler.h"
 #include "platform/x11/X11Desktop.h"
+#include "platform/linux/PlistCodec.h"
 #include "platform/x11/X11Hotkeys.h"
+#include "platform/x11/X11KeyboardCapture.h"
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11Screens.h"
 #include "platform/x11/X11SyntheticInput.h"
 #include "settings/SettingsStore.h"
+#include "switcher/SwitcherServices.h"
 
 namespace tamsinvale {
 
@@ -126,6 +129,18 @@ int runApplication(int argc, char** argv, bool verbose)
         box->raise();
         box->activateWindow();
     };
+    // The app switcher takes the keyboard when its hotkey fires, so that no key typed after it is lost.
+    X11KeyboardCapture keyboardCapture(x11->connection());
+    SwitcherOptions switcherOptions;
+    switcherOptions.keyboardCapture = &keyboardCapture;
+    switcherOptions.plistReader = [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); };
+    switcherOptions.alert = [](const QString& title, const QString& message) {
+        auto* box = new QMessageBox(QMessageBox::Warning, title, message);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->show();
+    };
+    SwitcherServices switcher(platform, std::move(switcherOptions));
+    switcher.install(services);
     TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {

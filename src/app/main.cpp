@@ -7,6 +7,7 @@
 #include "ControlService.h"
 #include "DebugCommand.h"
 #include "SettingsCommand.h"
+#include "ShortcutsCommand.h"
 #include "platform/linux/PlistDefaultsDomain.h"
 #include "settings/SettingsStore.h"
 
@@ -16,6 +17,7 @@ const char* usage =
     "usage: tamsinvale [--verbose]        run Tamsinvale (in the tray; one instance per session)\n"
     "       tamsinvale ctl ACTION [ARG]   ask the running Tamsinvale to do something (tamsinvale ctl --help)\n"
     "       tamsinvale settings …         read, change, import and export settings (tamsinvale settings --help)\n"
+    "       tamsinvale shortcuts …        bind keys to applications for the app switcher (tamsinvale shortcuts --help)\n"
     "       tamsinvale debug …            print what Tamsinvale sees of the desktop (tamsinvale debug --help)\n"
     "\n"
     "--verbose (or TAMSINVALE_VERBOSE=1) also logs the debug lines of every area.\n";
@@ -47,6 +49,8 @@ int main(int argc, char** argv)
 
     if (command == QLatin1String("settings"))
         return runSettings(argc, argv, arguments.mid(1));
+    if (command == QLatin1String("shortcuts"))
+        return tamsinvale::runShortcutsMain(argc, argv, arguments.mid(1));
     if (command == QLatin1String("ctl"))
         return runControl(argc, argv, arguments.mid(1));
     if (command == QLatin1String("debug"))

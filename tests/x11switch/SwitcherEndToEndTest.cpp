@@ -137,9 +137,9 @@ bool keyboardHeldByAnother(XTestSession& s)
     return held;
 }
 
-bool press(XTestSession& s, const QStringList& keys)
+bool press(XTestSession& s, const QStringList& keys, int delayMs = 0)
 {
-    return s.tool(QStringList{"xdotool", "key", "--delay", "0"} + keys).has_value();
+    return s.tool(QStringList{"xdotool", "key", "--delay", QString::number(delayMs)} + keys).has_value();
 }
 
 void screenshot(XTestSession& s, const QString& name)
@@ -212,8 +212,9 @@ TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
         GTEST_SKIP() << why.toStdString();
     ASSERT_TRUE(s.activate(client->window(0)));
 
-    // The hotkey and x in one burst: x arrives before the panel can be on screen and still switches.
-    ASSERT_TRUE(press(s, {"super+space", "x"}));
+    // The hotkey and x in one burst, 12 ms apart (faster than anyone types): x arrives before the panel can be
+    // on screen and still switches.
+    ASSERT_TRUE(press(s, {"super+space", "x"}, 12));
     EXPECT_TRUE(app.waitForLog("handler: activating discovered 'XTerm'"));
     EXPECT_TRUE(app.waitForLog("activate: 'XTerm' via running instance"));
     EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s) && !keyboardHeldByAnother(s); }, 10s));
