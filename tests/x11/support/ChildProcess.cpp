@@ -148,7 +148,6 @@ std::optional<QString> ChildProcess::readLineStartingWith(const QString& prefix,
         const auto line = readLine(std::chrono::milliseconds(msLeft(deadline)));
         if (!line)
             return std::nullopt;
-        if (qEnvironmentVariableIsSet("TAMSINVALE_TEST_ECHO")) fprintf(stderr, "  | %s\n", qUtf8Printable(*line));
         if (line->startsWith(prefix))
             return line;
     }
