@@ -303,39 +303,67 @@ bool X11WindowActions::unmaximize(xcb_window_t window)
     return waitFor(window, [&] { return !maximized(); }, m_managerTimeout);
 }
 
+X11WindowActions::Placement X11WindowActions::placement(xcb_window_t window) const
+{
+    // Read here rather than through the shared reader: during our waits Qt's event loop does not run, so nothing
+    // would tell the reader's kept properties (decorations, state) that they changed.
+    xcb_connection_t* c = m_connection.xcb();
+    const auto geometryCookie = xcb_get_geometry(c, window);
+    const auto originCookie = xcb_translate_coordinates(c, window, m_connection.root(), 0, 0);
+    const auto extentsCookie =
+        xcb_get_property(c, 0, window, m_connection.ewmh()->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 0, 4);
+    xcb_generic_error_t* error = nullptr;
+    Owned<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(c, geometryCookie, &error));
+    std::free(error);
+    error = nullptr;
+    Owned<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(c, originCookie, &error));
+    std::free(error);
+    error = nullptr;
+    Owned<xcb_get_property_reply_t> extents(xcb_get_property_reply(c, extentsCookie, &error));
+    std::free(error);
+    Placement out;
+    if (!geometry || !origin)
+        return out;
+    out.exists = true;
+    out.client = QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+    if (extents && extents->format == 32 && xcb_get_property_value_length(extents.p) == 16) {
+        const auto* v = static_cast<const uint32_t*>(xcb_get_property_value(extents.p));
+        auto bounded = [](uint32_t x) { return static_cast<int>(std::min<uint32_t>(x, 4096)); };
+        out.extents = QMargins(bounded(v[0]), bounded(v[2]), bounded(v[1]), bounded(v[3]));  // left right top bottom
+    }
+    return out;
+}
+
 std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRect& rootFrame)
 {
     m_helper->discard();
     watch(window);
-    X11Window w = m_reader.read(window);
-    if (!w.exists)
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    const QList<xcb_atom_t> state = atoms(window, e->_NET_WM_STATE);
+    Placement now = placement(window);
+    if (!now.exists)
         return std::nullopt;
     // A full-screen window keeps its place until it leaves full screen; asking would only wait out the timeout.
-    if (w.fullScreen)
-        return w.frameRect;
-    if (w.maximized) {
+    if (state.contains(e->_NET_WM_STATE_FULLSCREEN))
+        return now.frame();
+    if (state.contains(e->_NET_WM_STATE_MAXIMIZED_VERT) || state.contains(e->_NET_WM_STATE_MAXIMIZED_HORZ)) {
         if (!unmaximize(window))
             return std::nullopt;
-        w = m_reader.read(window);
-        if (!w.exists)
+        now = placement(window);
+        if (!now.exists)
             return std::nullopt;
     }
-    if (w.frameRect == rootFrame)
-        return w.frameRect;
+    if (now.frame() == rootFrame)
+        return now.frame();
 
-    // Decorations as the manager last announced them: the frame we were given is the client grown by these.
-    auto margins = [](const X11Window& x) {
-        return QMargins(x.clientRect.left() - x.frameRect.left(), x.clientRect.top() - x.frameRect.top(),
-                        x.frameRect.right() - x.clientRect.right(), x.frameRect.bottom() - x.clientRect.bottom());
-    };
     const SizeHints hints = sizeHints(window);
-    X11Window now = w;
     QPoint aim = rootFrame.topLeft();
     // Another round when the manager placed the frame a few pixels off (a client border it remembers) or changed
     // the decorations on the way (a restored window gets its borders back a moment after losing the state).
     // A manager keeping the window on screen, or honouring size hints, is not argued with.
     for (int round = 0; round < 3; ++round) {
-        const QMargins m = margins(now);
+        // The frame we were given is the client grown by the decorations the manager last announced.
+        const QMargins m = now.extents;
         const QSize client(std::max(1, rootFrame.width() - m.left() - m.right()),
                            std::max(1, rootFrame.height() - m.top() - m.bottom()));
         const QSize expected = hints.constrain(client);
@@ -343,16 +371,16 @@ std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRe
         const bool alive = waitFor(
             window,
             [&] {
-                now = m_reader.read(window);
+                now = placement(window);
                 return !now.exists
-                       || (now.frameRect.topLeft() == rootFrame.topLeft() && now.clientRect.size() == expected
-                           && margins(now) == m);
+                       || (now.frame().topLeft() == rootFrame.topLeft() && now.client.size() == expected
+                           && now.extents == m);
             },
             m_managerTimeout, true);
         if (!alive || !now.exists)
             return std::nullopt;
-        bool again = margins(now) != m;
-        const QPoint off = now.frameRect.topLeft() - rootFrame.topLeft();
+        bool again = now.extents != m;
+        const QPoint off = now.frame().topLeft() - rootFrame.topLeft();
         if (!off.isNull() && std::abs(off.x()) <= 64 && std::abs(off.y()) <= 64) {
             aim -= off;
             again = true;
@@ -360,10 +388,10 @@ std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRe
         if (!again)
             break;
     }
-    now = m_reader.read(window);
+    now = placement(window);
     if (!now.exists)
         return std::nullopt;
-    return now.frameRect;
+    return now.frame();
 }
 
 void X11WindowActions::request(xcb_window_t window, const QRect& frameAtClientSize)
@@ -404,18 +432,18 @@ std::optional<QRectF> X11WindowActions::setFrame(xcb_window_t window, const QRec
 
 std::optional<QRectF> X11WindowActions::setPosition(xcb_window_t window, const QPointF& topLeft)
 {
-    const X11Window w = m_reader.read(window);
-    if (!w.exists)
+    const Placement p = placement(window);
+    if (!p.exists)
         return std::nullopt;
-    return setFrame(window, QRectF(topLeft, QSizeF(w.frameRect.size())));
+    return setFrame(window, QRectF(topLeft, QSizeF(p.frame().size())));
 }
 
 std::optional<QRectF> X11WindowActions::setSize(xcb_window_t window, const QSizeF& size)
 {
-    const X11Window w = m_reader.read(window);
-    if (!w.exists)
+    const Placement p = placement(window);
+    if (!p.exists)
         return std::nullopt;
-    return setFrame(window, QRectF(QPointF(w.frameRect.topLeft() - m_screens.origin()), size));
+    return setFrame(window, QRectF(QPointF(p.frame().topLeft() - m_screens.origin()), size));
 }
 
 bool X11WindowActions::raise(xcb_window_t window)

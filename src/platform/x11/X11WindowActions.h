@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMargins>
 #include <QPointF>
 #include <QRect>
 #include <QRectF>
@@ -57,6 +58,14 @@ public:
 private:
     struct Helper;
     struct SizeHints;
+    // Where a client is now (root coordinates) and the decorations around it, read afresh.
+    struct Placement {
+        bool exists = false;
+        QRect client;
+        QMargins extents;
+        QRect frame() const { return client.marginsAdded(extents); }
+    };
+    Placement placement(xcb_window_t window) const;
 
     std::optional<QRect> moveResize(xcb_window_t window, const QRect& rootFrame);
     bool unmaximize(xcb_window_t window);
