@@ -332,7 +332,7 @@ QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
     const std::int32_t ownPid = static_cast<std::int32_t>(::getpid());
     bool watched = false;
     for (const X11Window& w : std::as_const(out)) {
-        if (w.exists && w.pid != ownPid && !m_connection.isWatched(w.id)) {
+        if (w.exists && w.pid > 0 && w.pid != ownPid && !m_connection.isWatched(w.id)) {
             m_connection.watchWindow(w.id);
             watched = true;
         }

@@ -77,7 +77,7 @@ X11Workspace::X11Workspace(X11Connection& connection, const X11WindowReader& rea
             if (!w.exists)
                 continue;
             m_clients.insert(w.id, w.pid);
-            if (w.pid != ownPid())  // our own windows' event masks are Qt's, on this very connection
+            if (w.pid > 0 && w.pid != ownPid())  // our own windows' event masks are Qt's, on this very connection
                 m_connection.watchWindow(w.id);
         }
     }
@@ -315,7 +315,7 @@ void X11Workspace::updateClientList()
         if (!w.exists)
             continue;
         m_clients.insert(w.id, w.pid);
-        if (w.pid != ownPid())  // our own windows' event masks are Qt's, on this very connection
+        if (w.pid > 0 && w.pid != ownPid())  // our own windows' event masks are Qt's, on this very connection
             m_connection.watchWindow(w.id);
         if (QSocketNotifier* watcher = m_exitWatchers.take(w.pid)) {
             // Back with a new window before it exited: still running.
