@@ -274,7 +274,7 @@ TEST_F(WindowListTest, windowsThatCloseUnderTheReaderCrashNothing)
     EXPECT_EQ(read[2].name, QStringLiteral("also stays"));
 
     // Windows appearing and vanishing while we list and read, hundreds of times.
-    ASSERT_TRUE(client->churn(60));
+    ASSERT_TRUE(client->churn(300));
     int passes = 0;
     bool churned = false;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
