@@ -146,6 +146,22 @@ double percentile(std::vector<double> v, double p)
     return v[lo] + (v[hi] - v[lo]) * (rank - double(lo));
 }
 
+// Openbox takes the manager selection before it has finished starting; its key bindings come last.
+bool windowManagerStarted(xcb_connection_t* c, xcb_window_t root)
+{
+    constexpr xcb_keycode_t left = 113;
+    const std::uint16_t controlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
+    xcb_generic_error_t* error = xcb_request_check(
+        c, xcb_grab_key_checked(c, 0, root, controlAlt, left, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    if (!error) {
+        xcb_ungrab_key(c, left, root, controlAlt);
+        xcb_flush(c);
+        return false;
+    }
+    std::free(error);
+    return true;
+}
+
 // User plus system CPU seconds of a process so far.
 double cpuSeconds(pid_t pid)
 {
@@ -193,6 +209,8 @@ int main(int argc, char** argv)
     int rc = 0;
     {
         XTestSession& s = XTestSession::get();
+        if (!s.waitUntil([&] { return windowManagerStarted(s.x().xcb(), s.x().root()); }))
+            std::fprintf(stderr, "Openbox has not bound its keys; going on\n");
         s.x().setMonitors({{"L", leftMonitor, true}, {"R", rightMonitor, false}});
         WindowSpec a, b;
         a.title = QStringLiteral("left");
@@ -209,7 +227,7 @@ int main(int argc, char** argv)
         auto setting = ChildProcess::start({tamsinvalePath, "settings", "set", "focusDimOtherScreensFully", "true"}, env);
         if (setting)
             setting->waitForExit(10s);
-        auto app = ChildProcess::start({"sh", "-c", "exec \"$0\" > /dev/null 2>&1", tamsinvalePath}, env);
+        auto app = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", tamsinvalePath, config.filePath("log")}, env);
         std::optional<xcb_window_t> overlayL, overlayR;
         const bool up = left && right && app && s.waitUntil([&] {
             overlayL = overlayOn(s, app->pid(), leftMonitor);
@@ -217,7 +235,8 @@ int main(int argc, char** argv)
             return overlayL && overlayR;
         }, 20s);
         if (!up) {
-            std::fprintf(stderr, "tamsinvale, the clients or the overlays did not come up\n");
+            std::fprintf(stderr, "did not come up: clients %s, tamsinvale %s, overlays %s/%s\n", left && right ? "ok" : "missing",
+                         app ? "started" : "missing", overlayL ? "left" : "-", overlayR ? "right" : "-");
             XTestSession::stop();
             return 2;
         }
