@@ -24,6 +24,7 @@
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11Screens.h"
 #include "platform/x11/X11SyntheticInput.h"
+#include "dimming/DimmingServices.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
 
@@ -141,6 +142,7 @@ int runApplication(int argc, char** argv, bool verbose)
     };
     SwitcherServices switcher(platform, std::move(switcherOptions));
     switcher.install(services);
+    const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
     TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {

@@ -123,9 +123,9 @@ TEST(AppEndToEnd, hotkeysOneInstanceControlAndInsertDate)
     // ctl: unknown actions and arguments are errors; actions of subsystems not built yet say so.
     EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "frobnicate"}).exitCode, 2);
     EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "size", "Nonexistent"}).exitCode, 2);
-    const ToolRun quickDim = runWith(env, {tamsinvalePath, "ctl", "quick-dim"});
-    EXPECT_EQ(quickDim.exitCode, 0);
-    EXPECT_TRUE(quickDim.output.contains("not built yet"));
+    const ToolRun nextDisplay = runWith(env, {tamsinvalePath, "ctl", "next-display"});
+    EXPECT_EQ(nextDisplay.exitCode, 0);
+    EXPECT_TRUE(nextDisplay.output.contains("not built yet"));
 
     // Insert date: an xterm reads six raw characters into a file; the date arrives there.
     QTemporaryDir work;

@@ -234,8 +234,8 @@ TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
                         "(logged above) but the active window cannot be checked";
     // Each target is the active window after its keys.
     ASSERT_TRUE(s.activate(*xtermWindow));
-    ASSERT_TRUE(press(s, {"super+space", "t", "e"}));
+    ASSERT_TRUE(press(s, {"super+space", "t", "e"}, 12));
     EXPECT_TRUE(s.waitUntil([&] { return tamsinvale::x11test::xtools::activeWindow() == client->window(0); }, 10s));
-    ASSERT_TRUE(press(s, {"super+space", "x"}));
+    ASSERT_TRUE(press(s, {"super+space", "x"}, 12));
     EXPECT_TRUE(s.waitUntil([&] { return tamsinvale::x11test::xtools::activeWindow() == *xtermWindow; }, 10s));
 }

@@ -3,6 +3,7 @@
 
 #include "X11Connection.h"
 #include "X11Screens.h"
+#include "X11WindowActions.h"
 #include "X11Window.h"
 #include "X11WindowReader.h"
 #include "X11Workspace.h"
@@ -185,16 +186,60 @@ AXResult X11Accessibility::copyAttributeNames(const AXElement& element) const
     return {AXError::success, windowAttributeNames};
 }
 
-AXError X11Accessibility::setAttribute(const AXElement&, const QString&, const QVariant&)
+AXError X11Accessibility::setAttribute(const AXElement& element, const QString& attribute, const QVariant& value)
 {
-    // Moving, resizing and raising other clients' windows is the write side of this port, not here yet.
-    return AXError::cannotComplete;
+    if (element.pid <= 0)
+        return AXError::illegalArgument;
+    if (!m_actions)
+        return AXError::cannotComplete;
+    if (element.isApplication()) {
+        if (attribute != AXAttr::focusedWindow)
+            return AXError::attributeUnsupported;  // AXEnhancedUserInterface has no meaning on X
+        if (!value.canConvert<AXElement>())
+            return AXError::illegalArgument;
+        const AXElement window = value.value<AXElement>();
+        if (window.pid != element.pid || window.isApplication() || window.ref > 0xFFFFFFFFull)
+            return AXError::illegalArgument;
+        return m_actions->focus(static_cast<xcb_window_t>(window.ref)) ? AXError::success : AXError::cannotComplete;
+    }
+    if (element.ref > 0xFFFFFFFFull)
+        return AXError::invalidUIElement;
+    const auto window = static_cast<xcb_window_t>(element.ref);
+    const X11Window w = m_reader.read(window);
+    if (!w.exists || (w.pid > 0 && w.pid != element.pid))
+        return AXError::invalidUIElement;
+    if (attribute == AXAttr::position) {
+        if (value.typeId() != QMetaType::QPointF && value.typeId() != QMetaType::QPoint)
+            return AXError::illegalArgument;
+        return m_actions->setPosition(window, value.toPointF()) ? AXError::success : AXError::invalidUIElement;
+    }
+    if (attribute == AXAttr::size) {
+        if (value.typeId() != QMetaType::QSizeF && value.typeId() != QMetaType::QSize)
+            return AXError::illegalArgument;
+        return m_actions->setSize(window, value.toSizeF()) ? AXError::success : AXError::invalidUIElement;
+    }
+    if (attribute == AXAttr::main || attribute == AXAttr::focused) {
+        if (value.typeId() != QMetaType::Bool)
+            return AXError::illegalArgument;
+        // There is no unfocusing a window on X without focusing another: false is accepted and changes nothing.
+        if (!value.toBool())
+            return AXError::success;
+        return m_actions->focus(window) ? AXError::success : AXError::cannotComplete;
+    }
+    return AXError::attributeUnsupported;
 }
 
-AXError X11Accessibility::performAction(const AXElement&, const QString&)
+AXError X11Accessibility::performAction(const AXElement& element, const QString& action)
 {
-    // See setAttribute: actions come with the write side.
-    return AXError::cannotComplete;
+    if (element.pid <= 0)
+        return AXError::illegalArgument;
+    if (action != AXAttr::raiseAction || element.isApplication())
+        return AXError::actionUnsupported;
+    if (!m_actions)
+        return AXError::cannotComplete;
+    if (element.ref > 0xFFFFFFFFull)
+        return AXError::invalidUIElement;
+    return m_actions->raise(static_cast<xcb_window_t>(element.ref)) ? AXError::success : AXError::invalidUIElement;
 }
 
 std::unique_ptr<AXObserverHandle> X11Accessibility::observe(std::int32_t pid, const QStringList& notifications,

@@ -14,6 +14,7 @@ namespace tamsinvale {
 
 class X11Connection;
 class X11Screens;
+class X11WindowActions;
 class X11WindowReader;
 class X11Workspace;
 struct X11Window;
@@ -37,6 +38,9 @@ public:
     std::unique_ptr<AXObserverHandle> observe(std::int32_t pid, const QStringList& notifications, AXCallback callback,
                                               AXError* status) override;
 
+    // Writes (AXPosition, AXSize, AXMain, AXFocused, AXFocusedWindow) and AXRaise go through these.
+    void setActions(X11WindowActions* actions) { m_actions = actions; }
+
     struct Observer;
     struct Registry;
 
@@ -52,6 +56,7 @@ private:
     const X11Screens& m_screens;
     const X11Workspace& m_workspace;
     std::shared_ptr<Registry> m_registry;
+    X11WindowActions* m_actions = nullptr;
     // Last known frames of the observed applications' windows, to tell moves from resizes.
     QHash<xcb_window_t, std::pair<std::int32_t, QRect>> m_frames;
 };

@@ -2,8 +2,10 @@
 #include "X11Desktop.h"
 
 #include "X11Accessibility.h"
+#include "X11ApplicationLauncher.h"
 #include "X11Connection.h"
 #include "X11Screens.h"
+#include "X11WindowActions.h"
 #include "X11WindowList.h"
 #include "X11WindowReader.h"
 #include "X11Workspace.h"
@@ -39,12 +41,19 @@ X11Desktop::X11Desktop(xcb_connection_t* connection, int screenNumber, bool filt
     m_windowList = std::make_unique<X11WindowList>(*m_connection, *m_reader, *m_screens,
                                                    [workspace](const X11Window& w) { return workspace->ownerName(w); });
     m_accessibility = std::make_unique<X11Accessibility>(*m_connection, *m_reader, *m_screens, *m_workspace);
+    m_actions = std::make_unique<X11WindowActions>(*m_connection, *m_reader, *m_screens);
+    m_launcher = std::make_unique<X11ApplicationLauncher>(*m_connection, *m_reader, m_actions.get());
+    m_workspace->setActions(m_actions.get(), m_launcher.get());
+    m_accessibility->setActions(m_actions.get());
 }
 
 X11Desktop::~X11Desktop()
 {
     // Observers and signal connections go before the connection they listen to.
     m_accessibility.reset();
+    m_workspace->setActions(nullptr, nullptr);
+    m_launcher.reset();
+    m_actions.reset();
     m_windowList.reset();
     m_workspace.reset();
     m_screens.reset();

@@ -11,8 +11,10 @@
 namespace tamsinvale {
 
 class X11Accessibility;
+class X11ApplicationLauncher;
 class X11Connection;
 class X11Screens;
+class X11WindowActions;
 class X11WindowList;
 class X11WindowReader;
 class X11Workspace;
@@ -33,6 +35,8 @@ public:
     X11WindowList& windowList() { return *m_windowList; }
     X11Workspace& workspace() { return *m_workspace; }
     X11Accessibility& accessibility() { return *m_accessibility; }
+    X11WindowActions& actions() { return *m_actions; }
+    X11ApplicationLauncher& launcher() { return *m_launcher; }
 
     // Fills the families this port provides; the others are left as they are.
     void fill(Platform& platform);
@@ -50,6 +54,8 @@ private:
     std::unique_ptr<X11Workspace> m_workspace;
     std::unique_ptr<X11WindowList> m_windowList;
     std::unique_ptr<X11Accessibility> m_accessibility;
+    std::unique_ptr<X11WindowActions> m_actions;
+    std::unique_ptr<X11ApplicationLauncher> m_launcher;
 };
 
 }  // namespace tamsinvale

@@ -2,7 +2,9 @@
 #include "X11Workspace.h"
 
 #include "DesktopEntryIndex.h"
+#include "X11ApplicationLauncher.h"
 #include "X11Connection.h"
+#include "X11WindowActions.h"
 #include "X11WindowReader.h"
 
 #include <QCoreApplication>
@@ -99,6 +101,8 @@ const DesktopEntryIndex& X11Workspace::entries() const
 void X11Workspace::reloadDesktopEntries()
 {
     m_entries.reset();
+    if (m_launcher)
+        m_launcher->reloadEntries();
 }
 
 QString X11Workspace::executableOf(std::int32_t pid) const
@@ -221,10 +225,9 @@ std::optional<RunningApp> X11Workspace::frontmostApplication() const
     return runningApplication(window.pid);
 }
 
-bool X11Workspace::activate(std::int32_t, bool)
+bool X11Workspace::activate(std::int32_t pid, bool allWindows)
 {
-    // Activation restacks other clients' windows; it belongs with the write side of this port and is not here yet.
-    return false;
+    return m_actions && m_actions->activateApplication(pid, allWindows);
 }
 
 std::int32_t X11Workspace::ownPid() const { return static_cast<std::int32_t>(::getpid()); }
@@ -239,24 +242,31 @@ std::optional<QString> X11Workspace::ownBundleIdentifier() const
 
 std::optional<QString> X11Workspace::urlForApplication(const QString& bundleIdentifier) const
 {
+    if (m_launcher)
+        return m_launcher->entryPathFor(bundleIdentifier);
     if (const DesktopEntry* entry = entries().byId(bundleIdentifier))
         return entry->path;
     return std::nullopt;
 }
 
-void X11Workspace::openApplication(const QString&, bool, std::function<void(OpenResult)> done)
+void X11Workspace::openApplication(const QString& path, bool activates, std::function<void(OpenResult)> done)
 {
-    // Launching desktop entries comes with the write side of this port; until then the caller hears a failure.
-    QTimer::singleShot(0, this, [done = std::move(done)] {
+    if (!m_launcher) {
+        QTimer::singleShot(0, this, [done = std::move(done)] {
+            if (done)
+                done(OpenResult{false, QStringLiteral("no application launcher")});
+        });
+        return;
+    }
+    m_launcher->open(path, activates, [done = std::move(done)](const LaunchResult& r) {
         if (done)
-            done(OpenResult{false, QStringLiteral("opening applications is not available on X11 yet")});
+            done(OpenResult{r.ok, r.error});
     });
 }
 
-QImage X11Workspace::iconForFile(const QString&, int) const
+QImage X11Workspace::iconForFile(const QString& path, int pointSize) const
 {
-    // Icon themes are looked up by the write side of this port; an empty image makes callers draw their placeholder.
-    return {};
+    return m_launcher ? m_launcher->icon(path, pointSize) : QImage();
 }
 
 void X11Workspace::beep()

@@ -13,6 +13,8 @@ class QSocketNotifier;
 namespace tamsinvale {
 
 class DesktopEntryIndex;
+class X11ApplicationLauncher;
+class X11WindowActions;
 class X11Connection;
 class X11WindowReader;
 
@@ -37,6 +39,12 @@ public:
     QString ownerName(const X11Window& window) const;
     // Re-reads the installed desktop entries (after an installation, or in tests).
     void reloadDesktopEntries();
+    // The acting side: activation through the window manager, launching and icons.
+    void setActions(X11WindowActions* actions, X11ApplicationLauncher* launcher)
+    {
+        m_actions = actions;
+        m_launcher = launcher;
+    }
 
 signals:
     // For the accessibility observers: a client window appeared, or the active window changed.
@@ -67,6 +75,8 @@ private:
     xcb_window_t m_activeWindow = XCB_WINDOW_NONE;
     std::int32_t m_activePid = 0;
     QHash<std::int32_t, QSocketNotifier*> m_exitWatchers;
+    X11WindowActions* m_actions = nullptr;
+    X11ApplicationLauncher* m_launcher = nullptr;
 };
 
 }  // namespace tamsinvale
