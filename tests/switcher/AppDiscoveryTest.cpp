@@ -96,7 +96,8 @@ TEST(AppDiscovery, nameChainAndPropertyListForms)
     makeBundle(t.applications + "/B.app", wrongType);
     makeBundle(t.applications + "/NoPlist.app", {});
     makeBundle(t.applications + "/Garbage.app", {});
-    writeFile(t.applications + "/Garbage.app/Contents/Info.plist", QByteArray("<?xml \0\0 nonsense", 20));
+    static const char garbagePlist[] = "<?xml \0\0 nonsense";
+    writeFile(t.applications + "/Garbage.app/Contents/Info.plist", QByteArray(garbagePlist, sizeof garbagePlist - 1));
     makeBundle(t.applications + "/Binary.app", {});
     writeFile(t.applications + "/Binary.app/Contents/Info.plist",
               binaryStringPlist({{"CFBundleIdentifier", "org.binary"}, {"CFBundleName", "From Binary"}}));
@@ -139,7 +140,8 @@ TEST(AppDiscovery, desktopEntriesFollowTheDesktopEntryRules)
     writeFile(system + "/missing.desktop", desktopEntry("Missing", "TryExec=no-such-tool-here\n"));
     writeFile(system + "/present.desktop", desktopEntry("Present", "TryExec=present-tool\n"));
     writeFile(system + "/kde/konsole.desktop", desktopEntry("Konsole"));
-    writeFile(system + "/garbage.desktop", QByteArray("\xff\xfe\0\0[Desktop Entry\n=\n==\nType", 30));
+    static const char garbageEntry[] = "\xff\xfe\0\0[Desktop Entry\n=\n==\nType";
+    writeFile(system + "/garbage.desktop", QByteArray(garbageEntry, sizeof garbageEntry - 1));
     writeFile(system + "/actions.desktop",
               "[Desktop Action new]\nName=Wrong\n[Desktop Entry]\nType=Application\nName=Right\n");
     writeFile(system + "/huge.desktop", desktopEntry("Huge") + QByteArray(300 * 1024, '#'));
