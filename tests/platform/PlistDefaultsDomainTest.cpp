@@ -153,6 +153,17 @@ TEST(PlistDefaultsDomain, noticesAnotherProcessChangingTheFile)
     EXPECT_GT(changed.count(), seen);
 }
 
+TEST(PlistDefaultsDomain, noticesTheFirstFileWrittenByAnotherProgram)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("fresh/tamsinvale/defaults.plist"));
+    PlistDefaultsDomain d(path);  // nothing on disk yet, not even the folder
+    QSignalSpy changed(&d, &DefaultsDomain::changed);
+    writeAll(path, PlistCodec::toXml(QVariantMap{{"first", true}}));
+    ASSERT_TRUE(test::waitUntil([&] { return d.boolValue("first") == true; }));
+    EXPECT_GE(changed.count(), 1);
+}
+
 TEST(PlistDefaultsDomain, standardPathFollowsXdgConfigHome)
 {
     const QByteArray saved = qgetenv("XDG_CONFIG_HOME");

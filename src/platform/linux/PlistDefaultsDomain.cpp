@@ -35,6 +35,9 @@ PlistDefaultsDomain::PlistDefaultsDomain(const QString& path, QObject* parent)
     case ReadOutcome::missing:
         break;
     }
+    // The folder must exist to be watched: another program (`tamsinvale settings`, `tamsinvale shortcuts`)
+    // may write the first settings file while we run.
+    QDir().mkpath(QFileInfo(m_path).absolutePath());
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &PlistDefaultsDomain::fileMayHaveChanged);
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &PlistDefaultsDomain::fileMayHaveChanged);
     watch();
