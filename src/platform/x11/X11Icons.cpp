@@ -1,4 +1,4 @@
-// Icon lookup through Qt's icon-theme engine (the freedesktop theme spec, hicolor as the fallback theme).
+// Icon lookup through Qt's icon-theme engine (freedesktop icon themes, hicolor as the fallback theme).
 #include "X11Icons.h"
 
 #include <QFileInfo>
