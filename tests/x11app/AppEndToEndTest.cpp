@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 
 #include "ChildProcess.h"
+#include "ProgramRun.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
 #include "XTools.h"
@@ -18,39 +19,6 @@ using namespace tamsinvale::x11test;
 using namespace std::chrono_literals;
 
 namespace {
-
-// A private session bus, so that the instance under test is alone in its "session".
-struct SessionBus {
-    std::unique_ptr<ChildProcess> daemon;
-    QString address;
-    SessionBus()
-    {
-        daemon = ChildProcess::start({"dbus-daemon", "--session", "--nofork", "--print-address=1"});
-        if (daemon)
-            address = daemon->readLine(10s).value_or(QString());
-    }
-};
-
-struct ToolRun {
-    int exitCode = -1;
-    QString output;
-};
-
-// Runs a program to completion with the test's display, bus and configuration; stdout and stderr together.
-ToolRun runWith(const QStringList& environment, const QStringList& argv)
-{
-    QStringList shell{"sh", "-c", "exec \"$@\" 2>&1", "sh"};
-    auto p = ChildProcess::start(shell + argv, environment);
-    ToolRun run;
-    if (!p)
-        return run;
-    while (auto line = p->readLine(15s))
-        run.output += *line + QLatin1Char('\n');
-    int status = 0;
-    if (p->waitForExit(15s, &status) && WIFEXITED(status))
-        run.exitCode = WEXITSTATUS(status);
-    return run;
-}
 
 // Whether somebody holds a grab of this key with these modifiers: our own grab attempt is refused then.
 bool grabbedByAnother(XTestDisplay& x, xcb_keysym_t keysym, uint16_t modifiers)

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include "ChildProcess.h"
+#include "ProgramRun.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
 
@@ -35,33 +36,12 @@ void screenshot(XTestSession& s, const QString& name)
     runTool({"import", "-display", s.display(), "-window", "root", artifactsDir() + "/" + name + ".png"}, 20s);
 }
 
-struct ToolRun {
-    int exitCode = -1;
-    QString output;
-};
-
-ToolRun runWith(const QStringList& environment, const QStringList& argv)
-{
-    auto p = ChildProcess::start(QStringList{"sh", "-c", "exec \"$@\" 2>&1", "sh"} + argv, environment);
-    ToolRun run;
-    if (!p)
-        return run;
-    while (auto line = p->readLine(15s))
-        run.output += *line + QLatin1Char('\n');
-    int status = 0;
-    if (p->waitForExit(15s, &status) && WIFEXITED(status))
-        run.exitCode = WEXITSTATUS(status);
-    return run;
-}
-
 // The instance under test: a private session bus, a temporary configuration, its log in the artifacts.
 class Tamsinvale {
 public:
     explicit Tamsinvale(XTestSession& s, const QString& logName, const QStringList& settings = {}) : m_session(s)
     {
-        m_bus = ChildProcess::start({"dbus-daemon", "--session", "--nofork", "--print-address=1"});
-        const QString address = m_bus ? m_bus->readLine(10s).value_or(QString()) : QString();
-        m_env = QStringList{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + address,
+        m_env = QStringList{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
                             "XDG_CONFIG_HOME=" + m_config.path(), "XDG_DATA_HOME=" + m_config.path() + "/data",
                             "TAMSINVALE_VERBOSE=1"};
         for (int i = 0; i + 1 < settings.size(); i += 2)
@@ -94,7 +74,7 @@ public:
 private:
     XTestSession& m_session;
     QTemporaryDir m_config;
-    std::unique_ptr<ChildProcess> m_bus;
+    SessionBus m_bus;
     QStringList m_env;
     QString m_log;
     std::unique_ptr<ChildProcess> m_process;

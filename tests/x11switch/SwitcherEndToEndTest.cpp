@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include "ChildProcess.h"
+#include "ProgramRun.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
 #include "XTools.h"
@@ -37,33 +38,12 @@ QString binary()
     return chosen.isEmpty() ? QString::fromLocal8Bit(tamsinvalePath) : chosen;
 }
 
-struct ToolRun {
-    int exitCode = -1;
-    QString output;
-};
-
-ToolRun runWith(const QStringList& environment, const QStringList& argv)
-{
-    auto p = ChildProcess::start(QStringList{"sh", "-c", "exec \"$@\" 2>&1", "sh"} + argv, environment);
-    ToolRun run;
-    if (!p)
-        return run;
-    while (auto line = p->readLine(15s))
-        run.output += *line + QLatin1Char('\n');
-    int status = 0;
-    if (p->waitForExit(15s, &status) && WIFEXITED(status))
-        run.exitCode = WEXITSTATUS(status);
-    return run;
-}
-
 // The instance under test: its own session bus and configuration, the session's applications.
 class Tamsinvale {
 public:
     explicit Tamsinvale(XTestSession& s) : m_session(s)
     {
-        m_bus = ChildProcess::start({"dbus-daemon", "--session", "--nofork", "--print-address=1"});
-        const QString address = m_bus ? m_bus->readLine(10s).value_or(QString()) : QString();
-        env = {"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + address, "XDG_CONFIG_HOME=" + m_config.path(),
+        env = {"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address, "XDG_CONFIG_HOME=" + m_config.path(),
                "XDG_DATA_HOME=" + QFileInfo(s.applicationsDir()).path(), "XDG_DATA_DIRS=/usr/local/share:/usr/share",
                "XDG_CURRENT_DESKTOP=Openbox", "TAMSINVALE_VERBOSE=1"};
     }
@@ -105,7 +85,7 @@ public:
 private:
     XTestSession& m_session;
     QTemporaryDir m_config;
-    std::unique_ptr<ChildProcess> m_bus;
+    SessionBus m_bus;
     std::unique_ptr<ChildProcess> m_app;
 };
 
