@@ -152,9 +152,9 @@ int main(int argc, char** argv)
             target.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Bench Target\nExec=%1\n"
                                         "StartupWMClass=BenchTarget\n").arg(testClientPath).toUtf8());
         target.close();
-        WindowSpec spec;
-        spec.windowClass = "BenchTarget";
-        auto client = s.client({spec});
+        WindowSpec windowSpec;
+        windowSpec.windowClass = "BenchTarget";
+        auto client = s.client({windowSpec});
         WindowSpec other;
         other.title = "other";
         other.x = 700;

@@ -27,7 +27,7 @@ protected:
     }
 };
 
-WindowSpec spec(const QString& title, int x, int y)
+WindowSpec windowSpec(const QString& title, int x, int y)
 {
     WindowSpec s;
     s.title = title;
@@ -48,8 +48,8 @@ struct Received {
 
 TEST_F(AccessibilityTest, readsAgreeWithTheWindowList)
 {
-    auto a = s.client({spec(QStringLiteral("first"), 100, 100), spec(QStringLiteral("second"), 500, 200)});
-    auto b = s.client({spec(QStringLiteral("other"), 900, 300)});
+    auto a = s.client({windowSpec(QStringLiteral("first"), 100, 100), windowSpec(QStringLiteral("second"), 500, 200)});
+    auto b = s.client({windowSpec(QStringLiteral("other"), 900, 300)});
     ASSERT_TRUE(a && b);
     const AXElement app = ax().applicationElement(a->pid());
     EXPECT_TRUE(ax().isProcessTrusted());
@@ -90,8 +90,8 @@ TEST_F(AccessibilityTest, readsAgreeWithTheWindowList)
 
 TEST_F(AccessibilityTest, observerDeliversFocusCreationMovesAndResizes)
 {
-    auto a = s.client({spec(QStringLiteral("watched"), 100, 100), spec(QStringLiteral("sibling"), 600, 100)});
-    auto b = s.client({spec(QStringLiteral("unwatched"), 900, 500)});
+    auto a = s.client({windowSpec(QStringLiteral("watched"), 100, 100), windowSpec(QStringLiteral("sibling"), 600, 100)});
+    auto b = s.client({windowSpec(QStringLiteral("unwatched"), 900, 500)});
     ASSERT_TRUE(a && b);
     ASSERT_TRUE(s.activate(b->window(0)));
     ASSERT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == b->window(0); }));
@@ -114,7 +114,7 @@ TEST_F(AccessibilityTest, observerDeliversFocusCreationMovesAndResizes)
     EXPECT_EQ(received.first(), (Received{AXNotification::focusedWindowChanged, {a->pid(), a->window(1)}}));
 
     received.clear();
-    const auto created = a->openWindow(spec(QStringLiteral("new"), 300, 400));
+    const auto created = a->openWindow(windowSpec(QStringLiteral("new"), 300, 400));
     ASSERT_TRUE(created);
     ASSERT_TRUE(s.waitUntil([&] {
         return received.contains(Received{AXNotification::windowCreated, {a->pid(), *created}});

@@ -47,7 +47,7 @@ protected:
     }
 };
 
-WindowSpec spec(const QString& title, int x, int y, int w = 300, int h = 200)
+WindowSpec windowSpec(const QString& title, int x, int y, int w = 300, int h = 200)
 {
     WindowSpec s;
     s.title = title;
@@ -62,9 +62,9 @@ WindowSpec spec(const QString& title, int x, int y, int w = 300, int h = 200)
 
 TEST_F(WindowListTest, stackingFollowsActivationsAsTheWindowManagerReportsIt)
 {
-    auto a = s.client({spec(QStringLiteral("a0"), 50, 50), spec(QStringLiteral("a1"), 150, 120),
-                       spec(QStringLiteral("a2"), 250, 190)});
-    auto b = s.client({spec(QStringLiteral("b0"), 700, 100)});
+    auto a = s.client({windowSpec(QStringLiteral("a0"), 50, 50), windowSpec(QStringLiteral("a1"), 150, 120),
+                       windowSpec(QStringLiteral("a2"), 250, 190)});
+    auto b = s.client({windowSpec(QStringLiteral("b0"), 700, 100)});
     ASSERT_TRUE(a && b);
     auto xterm = s.application({QStringLiteral("xterm"), QStringLiteral("-geometry"), QStringLiteral("60x10+900+400")});
     auto xclock = s.application({QStringLiteral("xclock"), QStringLiteral("-geometry"), QStringLiteral("150x150+1200+600")});
@@ -109,15 +109,15 @@ TEST_F(WindowListTest, stackingFollowsActivationsAsTheWindowManagerReportsIt)
 
 TEST_F(WindowListTest, windowKindsGetTheirLayerAndSubrole)
 {
-    WindowSpec main = spec(QStringLiteral("main"), 100, 100, 600, 400);
-    WindowSpec dialog = spec(QStringLiteral("dialog"), 200, 150);
+    WindowSpec main = windowSpec(QStringLiteral("main"), 100, 100, 600, 400);
+    WindowSpec dialog = windowSpec(QStringLiteral("dialog"), 200, 150);
     dialog.type = QStringLiteral("dialog");
     dialog.transientFor = 0;
-    WindowSpec utility = spec(QStringLiteral("palette"), 750, 100, 150, 300);
+    WindowSpec utility = windowSpec(QStringLiteral("palette"), 750, 100, 150, 300);
     utility.type = QStringLiteral("utility");
-    WindowSpec above = spec(QStringLiteral("on top"), 900, 500);
+    WindowSpec above = windowSpec(QStringLiteral("on top"), 900, 500);
     above.states = {QStringLiteral("above")};
-    WindowSpec transient = spec(QStringLiteral("transient"), 300, 300);
+    WindowSpec transient = windowSpec(QStringLiteral("transient"), 300, 300);
     transient.transientFor = 0;
     auto client = s.client({main, dialog, utility, above, transient});
     ASSERT_TRUE(client);
@@ -155,12 +155,12 @@ TEST_F(WindowListTest, windowKindsGetTheirLayerAndSubrole)
 
 TEST_F(WindowListTest, fullScreenHiddenAndOtherDesktopStates)
 {
-    WindowSpec full = spec(QStringLiteral("full"), 100, 100);
+    WindowSpec full = windowSpec(QStringLiteral("full"), 100, 100);
     full.states = {QStringLiteral("fullscreen")};
-    WindowSpec normal = spec(QStringLiteral("normal"), 400, 300);
-    WindowSpec iconic = spec(QStringLiteral("iconic"), 500, 500);
+    WindowSpec normal = windowSpec(QStringLiteral("normal"), 400, 300);
+    WindowSpec iconic = windowSpec(QStringLiteral("iconic"), 500, 500);
     iconic.states = {QStringLiteral("hidden")};
-    WindowSpec elsewhere = spec(QStringLiteral("elsewhere"), 600, 200);
+    WindowSpec elsewhere = windowSpec(QStringLiteral("elsewhere"), 600, 200);
     auto client = s.client({full, normal, iconic, elsewhere});
     ASSERT_TRUE(client);
     const pid_t pid = client->pid();
@@ -215,7 +215,7 @@ TEST_F(WindowListTest, realProgramsAreListedWithTheirProcess)
 {
     auto xclock = s.application({QStringLiteral("xclock"), QStringLiteral("-geometry"), QStringLiteral("120x120+40+40")});
     auto xterm = s.application({QStringLiteral("xterm"), QStringLiteral("-T"), QStringLiteral("a terminal")});
-    WindowSpec silent = spec(QStringLiteral("no pid"), 600, 600);
+    WindowSpec silent = windowSpec(QStringLiteral("no pid"), 600, 600);
     silent.setPid = false;
     auto quiet = s.client({silent});
     ASSERT_TRUE(xclock && xterm && quiet);
@@ -248,8 +248,8 @@ void collectXcbWarnings(QtMsgType, const QMessageLogContext&, const QString& mes
 
 TEST_F(WindowListTest, windowsThatCloseUnderTheReaderCrashNothing)
 {
-    auto client = s.client({spec(QStringLiteral("stays"), 100, 100), spec(QStringLiteral("goes"), 300, 300),
-                            spec(QStringLiteral("also stays"), 500, 100)});
+    auto client = s.client({windowSpec(QStringLiteral("stays"), 100, 100), windowSpec(QStringLiteral("goes"), 300, 300),
+                            windowSpec(QStringLiteral("also stays"), 500, 100)});
     ASSERT_TRUE(client);
     const pid_t pid = client->pid();
     const xcb_window_t goes = client->window(1);
@@ -302,7 +302,7 @@ TEST_F(WindowListTest, windowsThatCloseUnderTheReaderCrashNothing)
 
 TEST_F(WindowListTest, ownPanelsAreListedAtTheirPlaceInTheStack)
 {
-    auto client = s.client({spec(QStringLiteral("back"), 100, 100), spec(QStringLiteral("front"), 200, 200)});
+    auto client = s.client({windowSpec(QStringLiteral("back"), 100, 100), windowSpec(QStringLiteral("front"), 200, 200)});
     ASSERT_TRUE(client);
     ASSERT_TRUE(s.activate(client->window(1)));
     ASSERT_TRUE(s.waitUntil([&] { return !numbers().isEmpty() && numbers().first() == client->window(1); }));
@@ -354,7 +354,7 @@ TEST_F(WindowListTest, ownPanelsAreListedAtTheirPlaceInTheStack)
 
 TEST_F(WindowListTest, changesToAListedWindowAreSeenOnTheNextRead)
 {
-    auto client = s.client({spec(QStringLiteral("before"), 100, 100)});
+    auto client = s.client({windowSpec(QStringLiteral("before"), 100, 100)});
     ASSERT_TRUE(client);
     const xcb_window_t w = client->window(0);
     // Read once, so that what does not change every time is kept.

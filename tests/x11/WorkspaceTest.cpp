@@ -27,7 +27,7 @@ protected:
     }
 };
 
-WindowSpec spec(const QString& title, const QString& windowClass, int x = 100, int y = 100)
+WindowSpec windowSpec(const QString& title, const QString& windowClass, int x = 100, int y = 100)
 {
     WindowSpec s;
     s.title = title;
@@ -41,8 +41,8 @@ WindowSpec spec(const QString& title, const QString& windowClass, int x = 100, i
 
 TEST_F(WorkspaceTest, activationIsAnnouncedOnlyWhenTheOwningApplicationChanges)
 {
-    auto a = s.client({spec(QStringLiteral("a0"), QStringLiteral("Alpha")), spec(QStringLiteral("a1"), QStringLiteral("Alpha"), 400)});
-    auto b = s.client({spec(QStringLiteral("b0"), QStringLiteral("Beta"), 800)});
+    auto a = s.client({windowSpec(QStringLiteral("a0"), QStringLiteral("Alpha")), windowSpec(QStringLiteral("a1"), QStringLiteral("Alpha"), 400)});
+    auto b = s.client({windowSpec(QStringLiteral("b0"), QStringLiteral("Beta"), 800)});
     ASSERT_TRUE(a && b);
     ASSERT_TRUE(s.activate(b->window(0)));
     ASSERT_TRUE(s.waitUntil([&] {
@@ -88,10 +88,10 @@ TEST_F(WorkspaceTest, applicationsAreProcessesNamedThroughTheirDesktopEntries)
     workspace().reloadDesktopEntries();
 
     const QDateTime before = QDateTime::currentDateTime().addSecs(-2);
-    auto fixture = s.client({spec(QStringLiteral("f0"), QStringLiteral("FixtureClass")),
-                             spec(QStringLiteral("f1"), QStringLiteral("FixtureClass"), 300)});
-    auto unmatched = s.client({spec(QStringLiteral("u0"), QStringLiteral("Unmatched"), 600)});
-    WindowSpec palette = spec(QStringLiteral("palette"), QStringLiteral("Palette"), 900);
+    auto fixture = s.client({windowSpec(QStringLiteral("f0"), QStringLiteral("FixtureClass")),
+                             windowSpec(QStringLiteral("f1"), QStringLiteral("FixtureClass"), 300)});
+    auto unmatched = s.client({windowSpec(QStringLiteral("u0"), QStringLiteral("Unmatched"), 600)});
+    WindowSpec palette = windowSpec(QStringLiteral("palette"), QStringLiteral("Palette"), 900);
     palette.type = QStringLiteral("utility");
     auto accessory = s.client({palette});
     ASSERT_TRUE(fixture && unmatched && accessory);
@@ -149,8 +149,8 @@ TEST_F(WorkspaceTest, desktopSwitchesAndTerminationsAreAnnounced)
     ASSERT_TRUE(s.waitUntil([&] { return spaceChanges >= 2; }));
 
     // Closing its last window does not end an application whose process lives on; its exit does.
-    auto lingering = s.client({spec(QStringLiteral("only"), QStringLiteral("Lingering"))});
-    auto quitting = s.client({spec(QStringLiteral("q"), QStringLiteral("Quitting"), 500)});
+    auto lingering = s.client({windowSpec(QStringLiteral("only"), QStringLiteral("Lingering"))});
+    auto quitting = s.client({windowSpec(QStringLiteral("q"), QStringLiteral("Quitting"), 500)});
     ASSERT_TRUE(lingering && quitting);
     ASSERT_TRUE(s.waitUntil([&] { return app(lingering->pid()) && app(quitting->pid()); }));
     ASSERT_TRUE(lingering->closeWindow(0));

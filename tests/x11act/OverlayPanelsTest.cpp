@@ -47,7 +47,7 @@ QPoint rootOrigin(xcb_window_t window)
     return p;
 }
 
-WindowSpec spec(const QString& title, int x, int y, const QStringList& states = {})
+WindowSpec windowSpec(const QString& title, int x, int y, const QStringList& states = {})
 {
     WindowSpec w;
     w.title = title;
@@ -126,8 +126,8 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
     EXPECT_FALSE(isMapped(overlay));
     EXPECT_TRUE(overrideRedirect(overlay));
 
-    auto client = s.client({spec(QStringLiteral("one"), 100, 100), spec(QStringLiteral("two"), 300, 200),
-                            spec(QStringLiteral("three"), 500, 300)});
+    auto client = s.client({windowSpec(QStringLiteral("one"), 100, 100), windowSpec(QStringLiteral("two"), 300, 200),
+                            windowSpec(QStringLiteral("three"), 500, 300)});
     ASSERT_TRUE(client);
 
     // First appearance: restacked below the active frame before it is mapped, so it never covers that window.
@@ -240,8 +240,8 @@ TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLeve
 {
     XTestSession& s = XTestSession::get();
     ASSERT_TRUE(waitForWindowManagerStartup());
-    auto client = s.client({spec(QStringLiteral("normal"), 100, 100),
-                            spec(QStringLiteral("on top"), 600, 400, {QStringLiteral("above")})});
+    auto client = s.client({windowSpec(QStringLiteral("normal"), 100, 100),
+                            windowSpec(QStringLiteral("on top"), 600, 400, {QStringLiteral("above")})});
     ASSERT_TRUE(client);
     const xcb_window_t normalFrame = s.x().topLevelAncestor(client->window(0));
     const xcb_window_t aboveFrame = s.x().topLevelAncestor(client->window(1));

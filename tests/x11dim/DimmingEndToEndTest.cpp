@@ -173,7 +173,7 @@ private:
     uint32_t m_pid;
 };
 
-WindowSpec spec(const QString& title, int x, int y)
+WindowSpec windowSpec(const QString& title, int x, int y)
 {
     WindowSpec w;
     w.title = title;
@@ -262,9 +262,9 @@ struct TwoMonitorDesktop {
     {
         ASSERT_TRUE(s.waitUntil([&] { return windowManagerStarted(); }, 15s)) << "Openbox did not finish starting";
         ASSERT_TRUE(s.x().setMonitors({{"L", leftMonitor, true}, {"R", rightMonitor, false}}));
-        mail = s.client({spec("mail-left", 80, 120), spec("mail-right", 1100, 160)});
+        mail = s.client({windowSpec("mail-left", 80, 120), windowSpec("mail-right", 1100, 160)});
         ASSERT_TRUE(mail) << "the first test client did not come up";
-        notes = s.client({spec("notes-left", 300, 300)});
+        notes = s.client({windowSpec("notes-left", 300, 300)});
         ASSERT_TRUE(notes) << "the second test client did not come up";
         mailLeft = mail->window(0);
         mailRight = mail->window(1);

@@ -170,10 +170,10 @@ TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
                     .arg(testClientPath)
                     .toUtf8());
     entry.close();
-    WindowSpec spec;
-    spec.title = "switch-target";
-    spec.windowClass = "SwitchTarget";
-    auto client = s.client({spec});
+    WindowSpec windowSpec;
+    windowSpec.title = "switch-target";
+    windowSpec.windowClass = "SwitchTarget";
+    auto client = s.client({windowSpec});
     ASSERT_TRUE(client);
     auto xterm = s.application({"xterm", "-title", "switch-xterm"});
     ASSERT_TRUE(xterm);

@@ -51,7 +51,7 @@ protected:
     }
 };
 
-WindowSpec spec(const QString& title, int x, int y, const QStringList& states = {})
+WindowSpec windowSpec(const QString& title, int x, int y, const QStringList& states = {})
 {
     WindowSpec s;
     s.title = title;
@@ -68,7 +68,7 @@ WindowSpec spec(const QString& title, int x, int y, const QStringList& states = 
 TEST_F(WindowActionsTest, snappingAnXtermToAHalfLandsWithinItsResizeIncrement)
 {
     // A panel along the top, so that the visible area is not the whole screen.
-    WindowSpec panel = spec(QStringLiteral("panel"), 0, 0);
+    WindowSpec panel = windowSpec(QStringLiteral("panel"), 0, 0);
     panel.type = QStringLiteral("dock");
     panel.width = XTestSession::defaultSize.width();
     panel.height = 36;
@@ -116,7 +116,7 @@ TEST_F(WindowActionsTest, snappingAnXtermToAHalfLandsWithinItsResizeIncrement)
 
 TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactlyAndAFullScreenOneIsLeftAlone)
 {
-    auto client = s.client({spec(QStringLiteral("big"), 50, 50, {QStringLiteral("maximized")})});
+    auto client = s.client({windowSpec(QStringLiteral("big"), 50, 50, {QStringLiteral("maximized")})});
     ASSERT_TRUE(client);
     const xcb_window_t w = client->window(0);
     ASSERT_TRUE(s.waitUntil([&] { return maximized(w); }));
@@ -137,7 +137,7 @@ TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactlyAndAFullScr
     EXPECT_EQ(*frameOf(w), QRect(300, 260, 500, 400));
     EXPECT_EQ(*resized, QRectF(300, 260, 500, 400));
 
-    auto full = s.client({spec(QStringLiteral("full"), 50, 50, {QStringLiteral("fullscreen")})});
+    auto full = s.client({windowSpec(QStringLiteral("full"), 50, 50, {QStringLiteral("fullscreen")})});
     ASSERT_TRUE(full);
     const xcb_window_t f = full->window(0);
     ASSERT_TRUE(s.waitUntil([&] {
@@ -152,8 +152,8 @@ TEST_F(WindowActionsTest, aMaximisedWindowIsRestoredThenPlacedExactlyAndAFullScr
 
 TEST_F(WindowActionsTest, raiseFocusAndApplicationActivation)
 {
-    auto a = s.client({spec(QStringLiteral("a0"), 100, 100), spec(QStringLiteral("a1"), 200, 150)});
-    auto b = s.client({spec(QStringLiteral("b0"), 300, 200)});
+    auto a = s.client({windowSpec(QStringLiteral("a0"), 100, 100), windowSpec(QStringLiteral("a1"), 200, 150)});
+    auto b = s.client({windowSpec(QStringLiteral("b0"), 300, 200)});
     ASSERT_TRUE(a && b);
     const xcb_window_t a0 = a->window(0), a1 = a->window(1), b0 = b->window(0);
 
@@ -199,10 +199,10 @@ TEST_F(WindowActionsTest, raiseFocusAndApplicationActivation)
 
 TEST_F(WindowActionsTest, aWindowThatVanishesMidOperationCrashesNothing)
 {
-    auto keeper = s.client({spec(QStringLiteral("keeper"), 600, 400)});
+    auto keeper = s.client({windowSpec(QStringLiteral("keeper"), 600, 400)});
     ASSERT_TRUE(keeper);
     for (int round = 0; round < 6; ++round) {
-        auto doomed = s.client({spec(QStringLiteral("doomed"), 100, 100, round % 2 ? QStringList{QStringLiteral("maximized")} : QStringList{})});
+        auto doomed = s.client({windowSpec(QStringLiteral("doomed"), 100, 100, round % 2 ? QStringList{QStringLiteral("maximized")} : QStringList{})});
         ASSERT_TRUE(doomed);
         const xcb_window_t w = doomed->window(0);
         // The close is asked for and not awaited: it lands somewhere inside the calls below.
@@ -220,7 +220,7 @@ TEST_F(WindowActionsTest, aWindowThatVanishesMidOperationCrashesNothing)
         EXPECT_FALSE(actions.focus(w));
     }
     // A process killed outright, between listing and acting.
-    auto killed = s.client({spec(QStringLiteral("killed"), 100, 100)});
+    auto killed = s.client({windowSpec(QStringLiteral("killed"), 100, 100)});
     ASSERT_TRUE(killed);
     const xcb_window_t k = killed->window(0);
     ::kill(killed->pid(), SIGKILL);

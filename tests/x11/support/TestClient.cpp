@@ -57,9 +57,9 @@ bool TestClient::closeWindow(int index)
         && m_process->readLineStartingWith(QStringLiteral("closed"), commandTimeout).has_value();
 }
 
-std::optional<xcb_window_t> TestClient::openWindow(const WindowSpec& spec)
+std::optional<xcb_window_t> TestClient::openWindow(const WindowSpec& windowSpec)
 {
-    if (!m_process->writeLine(QStringLiteral("open ") + spec.argument()))
+    if (!m_process->writeLine(QStringLiteral("open ") + windowSpec.argument()))
         return std::nullopt;
     const auto line = m_process->readLineStartingWith(QStringLiteral("window "), commandTimeout);
     if (!line)

@@ -40,7 +40,7 @@ public:
 
     // Commands on stdin; each answers with one line once done.
     bool closeWindow(int index);
-    std::optional<xcb_window_t> openWindow(const WindowSpec& spec);
+    std::optional<xcb_window_t> openWindow(const WindowSpec& windowSpec);
     // Creates and destroys windows as fast as it can, `count` times, then answers.
     bool churn(int count);
     bool waitForChurn(std::chrono::milliseconds timeout);

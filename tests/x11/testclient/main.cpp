@@ -1,10 +1,10 @@
 // tamsinvale-testclient: opens X windows of given title, class, geometry, type and state for the X11 tests.
 //
-// usage: tamsinvale-testclient [--window SPEC]...
-//   SPEC is "key=value;…" with title, instance, class, size=WxH, pos=X,Y, type=normal|dialog|utility|dock,
+// usage: tamsinvale-testclient [--window WINDOW]...
+//   WINDOW is "key=value;…" with title, instance, class, size=WxH, pos=X,Y, type=normal|dialog|utility|dock,
 //   state=above,fullscreen,hidden,maximized, transient=INDEX, strut-top=HEIGHT,START_X,END_X, pid=0.
 // It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one),
-// then "ready". Commands on stdin: "open SPEC", "close INDEX", "churn COUNT", "quit".
+// then "ready". Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
 #include <xcb/xcb.h>
 #include <xcb/xcb_icccm.h>
 
@@ -69,10 +69,10 @@ void setText(xcb_window_t w, xcb_atom_t property, xcb_atom_t type, const std::st
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, property, type, 8, static_cast<uint32_t>(text.size()), text.data());
 }
 
-xcb_window_t createWindow(const std::string& spec)
+xcb_window_t createWindow(const std::string& windowSpec)
 {
     std::map<std::string, std::string> kv;
-    for (const std::string& part : split(spec, ';')) {
+    for (const std::string& part : split(windowSpec, ';')) {
         const auto eq = part.find('=');
         if (eq != std::string::npos)
             kv[part.substr(0, eq)] = part.substr(eq + 1);
@@ -199,9 +199,9 @@ void checkPending()
     }
 }
 
-void open(const std::string& spec)
+void open(const std::string& windowSpec)
 {
-    const xcb_window_t w = createWindow(spec);
+    const xcb_window_t w = createWindow(windowSpec);
     pending[w] = static_cast<int>(windows.size());
     windows.push_back(w);
     if (managerPresent)
