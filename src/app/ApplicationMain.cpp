@@ -96,13 +96,7 @@ int runApplication(int argc, char** argv, bool verbose)
     PathBookmarks bookmarks;
     X11Hotkeys hotkeys(x11->connection());
     // Our panels are placed in window-server coordinates and listed among the windows while on screen.
-    X11PanelHooks panelHooks;
-    panelHooks.primaryMonitor = [&x11] {
-        const QList<X11Monitor> monitors = x11->screens().monitors();
-        return monitors.isEmpty() ? QRect() : monitors.first().rect;
-    };
-    panelHooks.shown = [&x11](WindowNumber window, int level) { x11->registerOwnPanel(window, level); };
-    panelHooks.hidden = [&x11](WindowNumber window) { x11->unregisterOwnPanel(window); };
+    const X11PanelHooks panelHooks = x11->panelHooks();
     X11OverlayPanels overlays(x11->connection(), panelHooks);
     // Typing for a hotkey that is still held must first give up the grab the press left active.
     X11SyntheticInput input(x11->connection(), &hotkeys);

@@ -159,9 +159,16 @@ private:
 // Marks one synchronous reaction to an event (refresh(), a pass) during which the desktop is read only once.
 class DesktopReadScope {
 public:
-    explicit DesktopReadScope(FocusDimmer& dimmer) : m_dimmer(dimmer) { ++m_dimmer.m_readScopeDepth; }
+    explicit DesktopReadScope(FocusDimmer& dimmer) : m_dimmer(dimmer)
+    {
+        ++m_dimmer.m_readScopeDepth;
+        if (m_dimmer.m_platform.windowList)
+            m_dimmer.m_platform.windowList->beginReadBatch();
+    }
     ~DesktopReadScope()
     {
+        if (m_dimmer.m_platform.windowList)
+            m_dimmer.m_platform.windowList->endReadBatch();
         if (--m_dimmer.m_readScopeDepth == 0) {
             m_dimmer.m_scopedSnapshot.reset();
             m_dimmer.m_scopedFront.reset();

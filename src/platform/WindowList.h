@@ -40,6 +40,11 @@ public:
     virtual ~WindowList() = default;
     // On-screen windows, desktop elements excluded, front to back. Nothing when the list cannot be read.
     virtual std::optional<WindowSnapshot> onScreenWindows() const = 0;
+
+    // Brackets the reads of one reaction to an event (they nest). Inside, a backend may answer a question it was
+    // already asked from the answer it got, taking the desktop as standing still for that moment.
+    virtual void beginReadBatch() const {}
+    virtual void endReadBatch() const {}
 };
 
 }  // namespace tamsinvale

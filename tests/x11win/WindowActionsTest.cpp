@@ -4,14 +4,18 @@
 
 #include <QRect>
 #include <csignal>
+#include <functional>
 
 #include <xcb/xcb_icccm.h>
 
 #include "XTestSession.h"
 #include "XTools.h"
+#include "platform/x11/X11Accessibility.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Screens.h"
 #include "platform/x11/X11WindowActions.h"
+#include "platform/x11/X11WindowList.h"
+#include "platform/x11/X11Workspace.h"
 
 using namespace tamsinvale;
 using namespace tamsinvale::x11test;
@@ -231,4 +235,46 @@ TEST_F(WindowActionsTest, aWindowThatVanishesMidOperationCrashesNothing)
     const auto applied = actions.setFrame(keeper->window(0), QRectF(500, 300, 400, 300));
     ASSERT_TRUE(applied);
     EXPECT_EQ(*frameOf(keeper->window(0)), QRect(500, 300, 400, 300));
+}
+
+// Requests sent on the reader's connection between two points: a no-op request's sequence number counts them.
+TEST_F(WindowActionsTest, oneReactionReadsTheDesktopOnceAndOurOwnMovesAreReadAfresh)
+{
+    auto client = s.client({windowSpec(QStringLiteral("batched"), 100, 100)});
+    ASSERT_TRUE(client);
+    const xcb_window_t w = client->window(0);
+    ASSERT_TRUE(actions.activateApplication(client->pid(), false));
+    xcb_connection_t* c = s.desktop().connection().xcb();
+    auto requestsDuring = [c](const std::function<void()>& reads) {
+        const unsigned before = xcb_no_operation(c).sequence;
+        reads();
+        return xcb_no_operation(c).sequence - before - 1;
+    };
+    const WindowList& list = s.desktop().windowList();
+    Accessibility& ax = s.desktop().accessibility();
+    auto readEverything = [&] {
+        ASSERT_TRUE(list.onScreenWindows());
+        const auto focused = ax.elementAttribute(ax.applicationElement(client->pid()), AXAttr::focusedWindow);
+        ASSERT_TRUE(focused);
+        ASSERT_TRUE(ax.position(*focused));
+        ASSERT_TRUE(s.desktop().workspace().frontmostApplication());
+    };
+
+    EXPECT_GT(requestsDuring(readEverything), 0u);
+    list.beginReadBatch();
+    EXPECT_GT(requestsDuring(readEverything), 0u);
+    // Asked again within the same reaction: answered from what was read.
+    EXPECT_EQ(requestsDuring(readEverything), 0u);
+
+    // Our own move inside the reaction is seen by the reads after it.
+    const auto moved = actions.setPosition(w, QPointF(420, 260));
+    ASSERT_TRUE(moved);
+    const auto focused = ax.elementAttribute(ax.applicationElement(client->pid()), AXAttr::focusedWindow);
+    ASSERT_TRUE(focused);
+    EXPECT_EQ(ax.position(*focused), std::optional<QPointF>(moved->topLeft()));
+    list.endReadBatch();
+
+    // Outside a reaction every read goes to the server again.
+    EXPECT_GT(requestsDuring(readEverything), 0u);
+    EXPECT_EQ(ax.position(*focused), std::optional<QPointF>(moved->topLeft()));
 }

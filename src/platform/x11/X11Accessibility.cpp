@@ -280,10 +280,12 @@ void X11Accessibility::deliver(std::int32_t pid, const QString& notification, xc
             continue;
         // Delivered from the main loop, never from inside X event dispatch: a callback may drop its own observer.
         std::weak_ptr<Observer> weak = observer;
-        QTimer::singleShot(0, this, [weak, notification, pid, window] {
+        QTimer::singleShot(0, this, [this, weak, notification, pid, window] {
             const auto o = weak.lock();
-            if (o && o->alive && o->callback)
-                o->callback(notification, AXElement{pid, window});
+            if (!o || !o->alive || !o->callback)
+                return;
+            const X11WindowReader::Batch batch(m_reader);
+            o->callback(notification, AXElement{pid, window});
         });
     }
 }

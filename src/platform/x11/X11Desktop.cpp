@@ -75,4 +75,17 @@ void X11Desktop::unregisterOwnPanel(WindowNumber window) { m_windowList->unregis
 
 void X11Desktop::dispatchPendingEvents() { m_connection->dispatchPendingEvents(); }
 
+X11PanelHooks X11Desktop::panelHooks()
+{
+    X11PanelHooks hooks;
+    hooks.primaryMonitor = [this] {
+        const QList<X11Monitor> monitors = m_screens->monitors();
+        return monitors.isEmpty() ? QRect() : monitors.first().rect;
+    };
+    hooks.shown = [this](WindowNumber window, int level) { registerOwnPanel(window, level); };
+    hooks.hidden = [this](WindowNumber window) { unregisterOwnPanel(window); };
+    hooks.frameOf = [this](xcb_window_t window) { return m_reader->topLevelAncestors({window}).first(); };
+    return hooks;
+}
+
 }  // namespace tamsinvale

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <memory>
 
+#include "X11PanelContext.h"
 #include "platform/Platform.h"
 
 #include <xcb/xcb.h>
@@ -46,6 +47,10 @@ public:
     void unregisterOwnPanel(WindowNumber window);
 
     void dispatchPendingEvents();
+
+    // Hooks for overlay panels on this desktop: listed while shown, frames found through the shared reader.
+    // `primaryMonitor` stays the caller's to set.
+    X11PanelHooks panelHooks();
 
 private:
     std::unique_ptr<X11Connection> m_connection;

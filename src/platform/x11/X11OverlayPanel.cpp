@@ -291,7 +291,8 @@ void X11OverlayPanel::orderBelow(WindowNumber window)
 {
     if (offline() || window == m_window)
         return;
-    const xcb_window_t frame = topLevelOf(m_connection, window);
+    const xcb_window_t frame =
+        m_context->hooks.frameOf ? m_context->hooks.frameOf(window) : topLevelOf(m_connection, window);
     if (frame == XCB_WINDOW_NONE || frame == m_window)
         return;
     restack(frame, XCB_STACK_MODE_BELOW);

@@ -19,6 +19,9 @@ struct X11PanelHooks {
     // A panel went on screen / off screen (so the window list can show it in its place).
     std::function<void(WindowNumber window, int level)> shown;
     std::function<void(WindowNumber window)> hidden;
+    // The manager's frame of a client (its child of the root), from what the port already read when it can;
+    // asked of the server when unset.
+    std::function<xcb_window_t(xcb_window_t window)> frameOf;
 };
 
 // The server-side facts every panel shares: visuals, atoms, the compositor, the hooks.

@@ -47,6 +47,15 @@ QRectF toAccessibility(const QRect& root, const QPoint& origin) { return QRectF(
 }  // namespace
 
 // What WM_NORMAL_HINTS lets the manager apply; a manager honouring them picks the largest size that fits.
+namespace {
+// Our own change to the desktop: reads made for the reaction under way must not answer for what comes after it.
+struct FreshReads {
+    const X11WindowReader& reader;
+    explicit FreshReads(const X11WindowReader& r) : reader(r) { reader.dropBatchAnswers(); }
+    ~FreshReads() { reader.dropBatchAnswers(); }
+};
+}  // namespace
+
 struct X11WindowActions::SizeHints {
     int baseWidth = 0, baseHeight = 0;
     int minWidth = 1, minHeight = 1;
@@ -213,6 +222,8 @@ bool X11WindowActions::waitFor(xcb_window_t window, const std::function<bool()>&
     bool destroyed = false;
     auto lastEvent = Clock::now();
     for (;;) {
+        // What is being waited for is a change on the server: answers kept for the current reaction are stale.
+        m_reader.dropBatchAnswers();
         if (destroyed)
             return false;
         if (done())
@@ -421,6 +432,7 @@ void X11WindowActions::request(xcb_window_t window, const QRect& frameAtClientSi
 
 std::optional<QRectF> X11WindowActions::setFrame(xcb_window_t window, const QRectF& frame)
 {
+    const FreshReads fresh(m_reader);
     const QPoint origin = m_screens.origin();
     const QRect root(qRound(frame.x()) + origin.x(), qRound(frame.y()) + origin.y(), std::max(1, qRound(frame.width())),
                      std::max(1, qRound(frame.height())));
@@ -432,6 +444,7 @@ std::optional<QRectF> X11WindowActions::setFrame(xcb_window_t window, const QRec
 
 std::optional<QRectF> X11WindowActions::setPosition(xcb_window_t window, const QPointF& topLeft)
 {
+    const FreshReads fresh(m_reader);
     const Placement p = placement(window);
     if (!p.exists)
         return std::nullopt;
@@ -440,6 +453,7 @@ std::optional<QRectF> X11WindowActions::setPosition(xcb_window_t window, const Q
 
 std::optional<QRectF> X11WindowActions::setSize(xcb_window_t window, const QSizeF& size)
 {
+    const FreshReads fresh(m_reader);
     const Placement p = placement(window);
     if (!p.exists)
         return std::nullopt;
@@ -448,6 +462,7 @@ std::optional<QRectF> X11WindowActions::setSize(xcb_window_t window, const QSize
 
 bool X11WindowActions::raise(xcb_window_t window)
 {
+    const FreshReads fresh(m_reader);
     const X11Window w = m_reader.read(window);
     if (!w.exists)
         return false;
@@ -465,6 +480,7 @@ bool X11WindowActions::raise(xcb_window_t window)
 
 bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
 {
+    const FreshReads fresh(m_reader);
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
     m_helper->discard();
     watch(window);
@@ -486,6 +502,7 @@ bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& 
 
 bool X11WindowActions::focus(xcb_window_t window)
 {
+    const FreshReads fresh(m_reader);
     const X11Window w = m_reader.read(window);
     if (!w.exists)
         return false;
@@ -510,6 +527,7 @@ bool X11WindowActions::focus(xcb_window_t window)
 
 bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows)
 {
+    const FreshReads fresh(m_reader);
     if (pid <= 0)
         return false;
     const auto stacking = m_reader.clientListStacking();

@@ -153,4 +153,8 @@ std::optional<QList<X11ListedWindow>> X11WindowList::allWindows() const
     return out;
 }
 
+void X11WindowList::beginReadBatch() const { m_reader.beginBatch(); }
+
+void X11WindowList::endReadBatch() const { m_reader.endBatch(); }
+
 }  // namespace tamsinvale

@@ -31,6 +31,8 @@ public:
                   OwnerNameResolver ownerName);
 
     std::optional<WindowSnapshot> onScreenWindows() const override;
+    void beginReadBatch() const override;
+    void endReadBatch() const override;
     // Every listed window, on screen or not, front to back. Nothing without an EWMH window manager.
     std::optional<QList<X11ListedWindow>> allWindows() const;
 

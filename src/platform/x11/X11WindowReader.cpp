@@ -116,6 +116,13 @@ X11WindowReader::X11WindowReader(X11Connection& connection) : m_connection(conne
 
 void X11WindowReader::forget(xcb_window_t window, xcb_atom_t atom) const
 {
+    if (m_batchDepth > 0) {
+        m_batchWindows.remove(window);
+        if (window == m_connection.root()) {
+            m_batchRootLists.remove(atom);
+            m_batchDesktop.reset();
+        }
+    }
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
     if (atom == XCB_ATOM_NONE || atom == e->_NET_WM_PID || atom == XCB_ATOM_WM_CLASS
         || atom == m_connection.atoms().gtkApplicationId || atom == e->_NET_WM_WINDOW_TYPE
@@ -126,7 +133,44 @@ void X11WindowReader::forget(xcb_window_t window, xcb_atom_t atom) const
         m_changing.remove(window);
 }
 
+void X11WindowReader::beginBatch() const
+{
+    ++m_batchDepth;
+}
+
+void X11WindowReader::endBatch() const
+{
+    if (m_batchDepth > 0 && --m_batchDepth == 0)
+        dropBatchAnswers();
+}
+
+void X11WindowReader::dropBatchAnswers() const
+{
+    m_batchWindows.clear();
+    m_batchRootLists.clear();
+    m_batchDesktop.reset();
+    m_batchTopLevels.clear();
+}
+
 QList<X11Window> X11WindowReader::read(const QList<xcb_window_t>& windows) const
+{
+    if (m_batchDepth == 0)
+        return readFromServer(windows);
+    QList<xcb_window_t> missing;
+    for (const xcb_window_t w : windows)
+        if (!m_batchWindows.contains(w) && !missing.contains(w))
+            missing.append(w);
+    if (!missing.isEmpty())
+        for (const X11Window& w : readFromServer(missing))
+            m_batchWindows.insert(w.id, w);
+    QList<X11Window> out;
+    out.reserve(windows.size());
+    for (const xcb_window_t w : windows)
+        out.append(m_batchWindows.value(w));
+    return out;
+}
+
+QList<X11Window> X11WindowReader::readFromServer(const QList<xcb_window_t>& windows) const
 {
     xcb_connection_t* c = m_connection.xcb();
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
@@ -373,24 +417,38 @@ std::optional<QList<xcb_window_t>> windowListProperty(X11Connection& connection,
 
 }  // namespace
 
+std::optional<QList<xcb_window_t>> X11WindowReader::rootWindowList(xcb_atom_t atom) const
+{
+    if (m_batchDepth == 0)
+        return windowListProperty(m_connection, atom);
+    if (const auto it = m_batchRootLists.constFind(atom); it != m_batchRootLists.cend())
+        return *it;
+    const auto list = windowListProperty(m_connection, atom);
+    m_batchRootLists.insert(atom, list);
+    return list;
+}
+
 std::optional<QList<xcb_window_t>> X11WindowReader::clientListStacking() const
 {
-    return windowListProperty(m_connection, m_connection.ewmh()->_NET_CLIENT_LIST_STACKING);
+    return rootWindowList(m_connection.ewmh()->_NET_CLIENT_LIST_STACKING);
 }
 
 std::optional<QList<xcb_window_t>> X11WindowReader::clientList() const
 {
-    return windowListProperty(m_connection, m_connection.ewmh()->_NET_CLIENT_LIST);
+    return rootWindowList(m_connection.ewmh()->_NET_CLIENT_LIST);
 }
 
 xcb_window_t X11WindowReader::activeWindow() const
 {
-    const auto list = windowListProperty(m_connection, m_connection.ewmh()->_NET_ACTIVE_WINDOW);
+    const auto list = rootWindowList(m_connection.ewmh()->_NET_ACTIVE_WINDOW);
     return list && !list->isEmpty() ? list->first() : xcb_window_t(XCB_WINDOW_NONE);
 }
 
 std::pair<std::optional<QList<xcb_window_t>>, std::optional<std::uint32_t>> X11WindowReader::stackingAndDesktop() const
 {
+    const xcb_atom_t stackingAtom = m_connection.ewmh()->_NET_CLIENT_LIST_STACKING;
+    if (m_batchDepth > 0 && m_batchDesktop && m_batchRootLists.contains(stackingAtom))
+        return {m_batchRootLists.value(stackingAtom), *m_batchDesktop};
     xcb_connection_t* c = m_connection.xcb();
     const auto stacking = requestWindowList(m_connection, m_connection.ewmh()->_NET_CLIENT_LIST_STACKING);
     const auto desktop = xcb_get_property(c, 0, m_connection.root(), m_connection.ewmh()->_NET_CURRENT_DESKTOP,
@@ -398,18 +456,26 @@ std::pair<std::optional<QList<xcb_window_t>>, std::optional<std::uint32_t>> X11W
     auto list = windowListReply(m_connection, stacking);
     auto r = propertyReply(c, desktop);
     const auto v = cardinals(r.p);
-    return {std::move(list), v.isEmpty() ? std::nullopt : std::optional<std::uint32_t>(v.first())};
+    const std::optional<std::uint32_t> current = v.isEmpty() ? std::nullopt : std::optional<std::uint32_t>(v.first());
+    if (m_batchDepth > 0) {
+        m_batchRootLists.insert(stackingAtom, list);
+        m_batchDesktop = current;
+    }
+    return {std::move(list), current};
 }
 
 std::optional<std::uint32_t> X11WindowReader::currentDesktop() const
 {
+    if (m_batchDepth > 0 && m_batchDesktop)
+        return *m_batchDesktop;
     xcb_connection_t* c = m_connection.xcb();
     auto r = propertyReply(c, xcb_get_property(c, 0, m_connection.root(), m_connection.ewmh()->_NET_CURRENT_DESKTOP,
                                                XCB_ATOM_CARDINAL, 0, 1));
     const auto v = cardinals(r.p);
-    if (v.isEmpty())
-        return std::nullopt;
-    return v.first();
+    const std::optional<std::uint32_t> current = v.isEmpty() ? std::nullopt : std::optional<std::uint32_t>(v.first());
+    if (m_batchDepth > 0)
+        m_batchDesktop = current;
+    return current;
 }
 
 QList<xcb_window_t> X11WindowReader::topLevelAncestors(const QList<xcb_window_t>& windows) const
@@ -418,6 +484,12 @@ QList<xcb_window_t> X11WindowReader::topLevelAncestors(const QList<xcb_window_t>
     const xcb_window_t root = m_connection.root();
     QList<xcb_window_t> current = windows;
     QList<bool> done(windows.size(), false);
+    if (m_batchDepth > 0)
+        for (qsizetype i = 0; i < current.size(); ++i)
+            if (const auto it = m_batchTopLevels.constFind(current[i]); it != m_batchTopLevels.cend()) {
+                current[i] = *it;
+                done[i] = true;
+            }
     // Reparenting managers nest a client one or two levels deep; each level is one batch of requests.
     for (int depth = 0; depth < 8; ++depth) {
         std::vector<std::pair<qsizetype, xcb_query_tree_cookie_t>> pending;
@@ -438,6 +510,9 @@ QList<xcb_window_t> X11WindowReader::topLevelAncestors(const QList<xcb_window_t>
             }
         }
     }
+    if (m_batchDepth > 0)
+        for (qsizetype i = 0; i < current.size(); ++i)
+            m_batchTopLevels.insert(windows[i], current[i]);
     return current;
 }
 

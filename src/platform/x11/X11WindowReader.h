@@ -14,6 +14,19 @@ class X11Connection;
 
 class X11WindowReader {
 public:
+    // Opens a batch for the lifetime of the object.
+    class Batch {
+    public:
+        explicit Batch(const X11WindowReader& reader) : m_reader(reader) { m_reader.beginBatch(); }
+        ~Batch() { m_reader.endBatch(); }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        const X11WindowReader& m_reader;
+    };
+
+public:
     // Properties are kept per window and dropped when X says they changed or the window went, so a snapshot asks
     // only for geometry and mapping. Fixed ones (pid, WM_CLASS, type, transient-for, struts) are kept from the
     // first read; the others (title, state, desktop, frame extents) only once this connection is told of their
@@ -40,6 +53,14 @@ public:
     // Forgets what was kept of a window: all of it (atom none) or what depends on one property.
     void forget(xcb_window_t window, xcb_atom_t atom = XCB_ATOM_NONE) const;
 
+    // While a batch is open (batches nest), the reaction to one event takes the desktop as standing still: a
+    // window, root list or ancestry already read is answered again without asking the server. Our own changes to
+    // the desktop (moves, activation, restacking) must call `dropBatchAnswers` so that what follows reads afresh.
+    void beginBatch() const;
+    void endBatch() const;
+    void dropBatchAnswers() const;
+    bool inBatch() const { return m_batchDepth > 0; }
+
 private:
     struct Fixed {
         std::int32_t pid = 0;
@@ -59,8 +80,16 @@ private:
         int extents[4] = {};  // left, right, top, bottom
     };
 
+    QList<X11Window> readFromServer(const QList<xcb_window_t>& windows) const;
+    std::optional<QList<xcb_window_t>> rootWindowList(xcb_atom_t atom) const;
+
     X11Connection& m_connection;
     QObject m_context;  // receiver for the connection's signals
+    mutable int m_batchDepth = 0;
+    mutable QHash<xcb_window_t, X11Window> m_batchWindows;
+    mutable QHash<xcb_atom_t, std::optional<QList<xcb_window_t>>> m_batchRootLists;
+    mutable std::optional<std::optional<std::uint32_t>> m_batchDesktop;
+    mutable QHash<xcb_window_t, xcb_window_t> m_batchTopLevels;
     mutable QHash<xcb_window_t, Fixed> m_fixed;
     mutable QHash<xcb_window_t, Changing> m_changing;
 };

@@ -147,7 +147,13 @@ RunningApp X11Workspace::appFor(std::int32_t pid, const QList<X11Window>& window
 {
     RunningApp app;
     app.pid = pid;
-    app.launchDate = launchDateOf(pid);
+    if (const auto it = m_launchDates.constFind(pid); it != m_launchDates.cend()) {
+        app.launchDate = *it;
+    } else {
+        app.launchDate = launchDateOf(pid);
+        if (app.launchDate.isValid())
+            m_launchDates.insert(pid, app.launchDate);
+    }
     app.activationPolicy = ActivationPolicy::accessory;
     // The window that best says who the application is: one with an application id, else one with WM_CLASS.
     const X11Window* best = nullptr;
@@ -290,6 +296,8 @@ void X11Workspace::onRootProperty(xcb_window_t window, xcb_atom_t atom)
 
 void X11Workspace::updateActiveWindow()
 {
+    // The application lookup and everybody reacting to the change read the same desktop.
+    const X11WindowReader::Batch batch(m_reader);
     const xcb_window_t active = m_reader.activeWindow();
     // Some managers pass through None between two windows; that is not a change of application.
     if (active == XCB_WINDOW_NONE || active == m_activeWindow)
@@ -302,8 +310,9 @@ void X11Workspace::updateActiveWindow()
     if (pid <= 0 || pid == m_activePid)
         return;
     m_activePid = pid;
-    if (const auto app = runningApplication(pid))
+    if (const auto app = runningApplication(pid)) {
         emit applicationActivated(*app);
+    }
 }
 
 void X11Workspace::updateClientList()
@@ -357,6 +366,7 @@ void X11Workspace::watchTermination(std::int32_t pid)
     const int fd = pidfdOpen(pid);
     if (fd < 0) {
         m_executables.remove(pid);
+        m_launchDates.remove(pid);
         if (m_activePid == pid)
             m_activePid = 0;
         emit applicationTerminated(pid);
@@ -370,6 +380,7 @@ void X11Workspace::watchTermination(std::int32_t pid)
         notifier->deleteLater();
         ::close(fd);
         m_executables.remove(pid);
+        m_launchDates.remove(pid);
         if (m_activePid == pid)
             m_activePid = 0;
         emit applicationTerminated(pid);

@@ -71,6 +71,8 @@ private:
     const X11WindowReader& m_reader;
     mutable std::unique_ptr<DesktopEntryIndex> m_entries;
     mutable QHash<std::int32_t, QString> m_executables;
+    // A process keeps its start time; read once from /proc while it runs.
+    mutable QHash<std::int32_t, QDateTime> m_launchDates;
     QHash<xcb_window_t, std::int32_t> m_clients;
     xcb_window_t m_activeWindow = XCB_WINDOW_NONE;
     std::int32_t m_activePid = 0;
