@@ -163,3 +163,28 @@ TEST_F(WorkspaceTest, desktopSwitchesAndTerminationsAreAnnounced)
     QObject::disconnect(c1);
     QObject::disconnect(c2);
 }
+
+TEST_F(WorkspaceTest, leftClicksAnywhereAreSeenWithoutBeingTaken)
+{
+    auto a = s.client({windowSpec(QStringLiteral("a0"), QStringLiteral("Alpha"), 100, 100)});
+    auto b = s.client({windowSpec(QStringLiteral("b0"), QStringLiteral("Beta"), 700, 100)});
+    ASSERT_TRUE(a && b);
+    ASSERT_TRUE(s.activate(a->window(0)));
+    int clicks = 0;
+    const auto c = QObject::connect(&workspace(), &Workspace::leftMouseDown, [&] { ++clicks; });
+    const QRect frame = *xtools::geometry(s.x().topLevelAncestor(b->window(0)));
+    const QString x = QString::number(frame.center().x()), y = QString::number(frame.center().y());
+
+    // A right click is not a left one.
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("mousemove"), x, y, QStringLiteral("click"),
+                        QStringLiteral("3")}));
+    // The left click on the other window is seen, and still reaches the window manager, which activates it.
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("click"), QStringLiteral("1")}));
+    EXPECT_TRUE(s.waitUntil([&] { return clicks == 1; })) << clicks;
+    EXPECT_TRUE(s.waitUntil([&] {
+        const auto front = workspace().frontmostApplication();
+        return front && front->pid == b->pid();
+    }));
+    EXPECT_EQ(clicks, 1);
+    QObject::disconnect(c);
+}

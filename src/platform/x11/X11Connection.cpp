@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <xcb/randr.h>
+#include <xcb/xinput.h>
 #include <xcb/res.h>
 
 namespace tamsinvale {
@@ -66,6 +67,14 @@ X11Connection::X11Connection(xcb_connection_t* connection, int screenNumber, boo
     if (const xcb_query_extension_reply_t* ext = xcb_get_extension_data(m_connection, &xcb_randr_id);
         ext && ext->present)
         m_randrEventBase = ext->first_event;
+    if (const xcb_query_extension_reply_t* ext = xcb_get_extension_data(m_connection, &xcb_input_id);
+        ext && ext->present) {
+        m_xinputOpcode = ext->major_opcode;
+        // Qt announces the XInput version it speaks on its own connection (announcing another is an error);
+        // a connection of our own must announce one for raw events to come.
+        if (!filterQtEvents)
+            xcb_discard_reply(m_connection, xcb_input_xi_query_version(m_connection, 2, 2).sequence);
+    }
 
     selectRootEvents();
 
@@ -102,6 +111,15 @@ void X11Connection::selectRootEvents()
                                XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE
                                    | XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_PROPERTY
                                    | XCB_RANDR_NOTIFY_MASK_RESOURCE_CHANGE);
+    if (m_xinputOpcode) {
+        // Raw presses reach every client that asks, whoever has the pointer grabbed and whichever window is under
+        // it: a global monitor that takes nothing from anybody.
+        struct {
+            xcb_input_event_mask_t head;
+            std::uint32_t mask;
+        } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS};
+        xcb_input_xi_select_events(m_connection, m_root, 1, &selection.head);
+    }
     xcb_flush(m_connection);
 }
 
@@ -162,6 +180,12 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
         return;
     default:
         break;
+    }
+    if (type == XCB_GE_GENERIC && m_xinputOpcode) {
+        const auto* ge = reinterpret_cast<const xcb_ge_generic_event_t*>(event);
+        if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
+            emit buttonPressed(reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event)->detail);
+        return;
     }
     if (m_randrEventBase
         && (type == m_randrEventBase + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == m_randrEventBase + XCB_RANDR_NOTIFY))

@@ -55,6 +55,8 @@ signals:
     void windowMapped(xcb_window_t window, bool mapped);
     // Monitors, outputs or the root size changed.
     void screenLayoutChanged();
+    // A pointer button went down anywhere on the desktop (the press still goes where it went).
+    void buttonPressed(std::uint32_t button);
 
 private:
     void selectRootEvents();
@@ -64,6 +66,7 @@ private:
     X11Atoms m_atoms;
     xcb_window_t m_root = XCB_WINDOW_NONE;
     uint8_t m_randrEventBase = 0;
+    uint8_t m_xinputOpcode = 0;
     bool m_randr15 = false;
     bool m_res = false;
     bool m_filterInstalled = false;

@@ -72,6 +72,10 @@ X11Workspace::X11Workspace(X11Connection& connection, const X11WindowReader& rea
     : Workspace(parent), m_connection(connection), m_reader(reader)
 {
     connect(&m_connection, &X11Connection::propertyChanged, this, &X11Workspace::onRootProperty);
+    connect(&m_connection, &X11Connection::buttonPressed, this, [this](std::uint32_t button) {
+        if (button == 1)
+            emit leftMouseDown();
+    });
     // Seeded quietly so that the first notifications are real changes.
     if (const auto clients = m_reader.clientList()) {
         const QList<X11Window> windows = m_reader.read(*clients);
