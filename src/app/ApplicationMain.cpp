@@ -18,13 +18,17 @@
 #include "platform/linux/PlistDefaultsDomain.h"
 #include "platform/linux/QtScheduler.h"
 #include "platform/x11/X11Desktop.h"
+#include "platform/linux/DesktopDefaultPicture.h"
 #include "platform/linux/PlistCodec.h"
+#include "platform/linux/SessionSleepWatcher.h"
 #include "platform/x11/X11Hotkeys.h"
 #include "platform/x11/X11KeyboardCapture.h"
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11Screens.h"
 #include "platform/x11/X11SyntheticInput.h"
+#include "platform/x11/X11Workspace.h"
 #include "dimming/DimmingServices.h"
+#include "dimming/FocusDimmer.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
 
@@ -137,6 +141,12 @@ int runApplication(int argc, char** argv, bool verbose)
     SwitcherServices switcher(platform, std::move(switcherOptions));
     switcher.install(services);
     const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
+    // Before black, the overlays show the desktop's own default picture; it is looked up once.
+    const std::optional<QString> defaultPicture =
+        DesktopDefaultPicture::find(DesktopDefaultPicture::dataDirectoriesFromEnvironment());
+    dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
+    SessionSleepWatcher sleepWatcher;
+    QObject::connect(&sleepWatcher, &SessionSleepWatcher::woke, &x11->workspace(), &Workspace::screensDidWake);
     TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {
