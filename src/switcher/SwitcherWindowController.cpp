@@ -55,8 +55,10 @@ void SwitcherWindowController::show()
     m_store.migrateLegacyDiscoveredBindings(m_discovery.apps());
     qCInfo(lcSwitcher, "show: migration done (+%ld ms)", long(sinceShow()));
 
-    // The keyboard is taken first, so that nothing typed from here on can go to another application.
+    // The keyboard is taken first, so that nothing typed from here on can go to another application. Keys typed
+    // before it (the capture hands them over as it begins) already count: the router keeps them for the view.
     m_router = std::make_unique<SwitcherKeyRouter>();
+    m_open = true;
     if (m_capture) {
         m_capturing = m_capture->begin([this](const CapturedKey& key) {
             keyDown(SwitcherKeyEvent{key.keyCode, key.text, key.modifiers});
@@ -87,7 +89,6 @@ void SwitcherWindowController::show()
     qCInfo(lcSwitcher, "show: hosting view built (+%ld ms)", long(sinceShow()));
     qCInfo(lcSwitcher, "show: window content set (+%ld ms)", long(sinceShow()));
 
-    m_open = true;
     m_appeared = false;
     placePanel();
     // Without the capture the panel's own window must take the focus for keys to reach it.

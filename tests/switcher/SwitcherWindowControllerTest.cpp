@@ -45,6 +45,20 @@ TEST(SwitcherPanel, aKeyTypedRightAfterTheHotkeyIsNotLost)
     EXPECT_FALSE(SwitcherActivity::shared().mode());
 }
 
+TEST(SwitcherPanel, aKeyTypedBeforeTheCaptureBeganIsHandedOverAndActs)
+{
+    Panel p;
+    // Typed while the hotkey still held the keyboard: the capture hands it over as it begins.
+    p.capture.pressBeforeBegin(7, "x");
+    p.controller.show();
+    EXPECT_TRUE(p.controller.isKey());
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    waitUntil([&] { return !p.controller.isOpen(); }, 2000);
+    p.desktop.scheduler.runPending();
+    EXPECT_FALSE(p.controller.isOpen());
+    EXPECT_EQ(p.desktop.workspace.activations(), (QList<std::pair<std::int32_t, bool>>{{77, true}}));
+}
+
 TEST(SwitcherPanel, anUnboundKeyBeepsOnceAndEscapeClosesAndReleasesTheKeyboard)
 {
     Panel p;

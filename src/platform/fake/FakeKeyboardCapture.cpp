@@ -6,15 +6,24 @@ namespace tamsinvale {
 bool FakeKeyboardCapture::begin(std::function<void(const CapturedKey&)> onKey)
 {
     ++m_begins;
+    const QList<CapturedKey> early = std::exchange(m_early, {});
     if (m_refuse) {
         m_refuse = false;
         return false;
     }
     m_onKey = std::move(onKey);
+    for (const CapturedKey& key : early)
+        if (m_onKey)
+            m_onKey(key);
     return true;
 }
 
 void FakeKeyboardCapture::end() { m_onKey = nullptr; }
+
+void FakeKeyboardCapture::pressBeforeBegin(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers)
+{
+    m_early.append(CapturedKey{keyCode, text, modifiers});
+}
 
 bool FakeKeyboardCapture::press(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers)
 {

@@ -1,6 +1,8 @@
 // A keyboard capture that tests drive by typing into it.
 #pragma once
 
+#include <QList>
+
 #include "platform/KeyboardCapture.h"
 
 namespace tamsinvale {
@@ -15,10 +17,13 @@ public:
     void refuseNextBegin() { m_refuse = true; }
     // Delivers a press while capturing; false when nobody is capturing (the key goes elsewhere).
     bool press(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers = 0);
+    // A press typed after the hotkey but before the capture began: handed over by the next begin, before it returns.
+    void pressBeforeBegin(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers = 0);
     int begins() const { return m_begins; }
 
 private:
     std::function<void(const CapturedKey&)> m_onKey;
+    QList<CapturedKey> m_early;
     bool m_refuse = false;
     int m_begins = 0;
 };
