@@ -303,11 +303,13 @@ void X11Hotkeys::keyboardMappingChanged()
         m_regrabQueued = false;
         if (xcb_connection_has_error(m_connection) || !m_keyMap.refresh())
             return;
+        bool moved = false;
         for (const auto& entry : m_entries) {
             const std::vector<xcb_keycode_t> keycodes = m_keyMap.keycodesForKeyCode(entry->keyCode);
             const std::uint16_t mask = m_keyMap.modifierMask(entry->modifiers).value_or(0);
             if (keycodes == entry->keycodes && mask == entry->mask && entry->variants == lockVariants())
                 continue;
+            moved = true;
             ungrab(*entry);
             entry->keycodes = keycodes;
             entry->mask = mask;
@@ -320,7 +322,10 @@ void X11Hotkeys::keyboardMappingChanged()
                                      << "failed after a keymap change:" << status;
         }
         xcb_flush(m_connection);
-        m_held.clear();
+        // Held keys may be other keys now. A notification that moved nothing (the server announces the keyboard
+        // anew when another device, XTEST's included, starts typing) must not make a held key's repeat a new press.
+        if (moved)
+            m_held.clear();
     };
     if (QCoreApplication::instance())
         QMetaObject::invokeMethod(this, regrab, Qt::QueuedConnection);
