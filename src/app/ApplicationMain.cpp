@@ -28,6 +28,7 @@
 #include "platform/x11/X11SyntheticInput.h"
 #include "platform/x11/X11Workspace.h"
 #include "dimming/DimmingServices.h"
+#include "settings/HotKeyKind.h"
 #include "dimming/FocusDimmer.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
@@ -99,6 +100,8 @@ int runApplication(int argc, char** argv, bool verbose)
     LinuxProcesses processes;
     PathBookmarks bookmarks;
     X11Hotkeys hotkeys(x11->connection());
+    // The app switcher takes the keyboard at once: its hotkey holds it from the press until the capture has it.
+    hotkeys.setHandOverHotkeys({HotKeyIds::appSwitcher});
     // Our panels are placed in window-server coordinates and listed among the windows while on screen.
     const X11PanelHooks panelHooks = x11->panelHooks();
     X11OverlayPanels overlays(x11->connection(), panelHooks);
@@ -129,7 +132,7 @@ int runApplication(int argc, char** argv, bool verbose)
         box->activateWindow();
     };
     // The app switcher takes the keyboard when its hotkey fires, so that no key typed after it is lost.
-    X11KeyboardCapture keyboardCapture(x11->connection());
+    X11KeyboardCapture keyboardCapture(x11->connection(), &hotkeys);
     SwitcherOptions switcherOptions;
     switcherOptions.keyboardCapture = &keyboardCapture;
     switcherOptions.plistReader = [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); };

@@ -26,6 +26,8 @@ struct X11Hotkeys::Entry {
     std::vector<xcb_keycode_t> keycodes;
     std::uint16_t mask = 0;
     std::vector<std::uint16_t> variants;
+    // Grabbed with a synchronous keyboard: a handing hotkey.
+    bool syncKeyboard = false;
 };
 
 struct X11Hotkeys::Token : HotkeyRegistration {
@@ -45,6 +47,9 @@ X11Hotkeys::X11Hotkeys(xcb_connection_t* connection, xcb_window_t root, QObject*
     }
     m_heldPoll.setInterval(30);
     connect(&m_heldPoll, &QTimer::timeout, this, &X11Hotkeys::pollHeldKeys);
+    m_handOverTimer.setSingleShot(true);
+    m_handOverTimer.setInterval(handOverTimeoutMs);
+    connect(&m_handOverTimer, &QTimer::timeout, this, &X11Hotkeys::handOverTimedOut);
 }
 
 X11Hotkeys::X11Hotkeys(X11Connection& connection, QObject* parent)
@@ -60,6 +65,8 @@ X11Hotkeys::~X11Hotkeys()
         return;
     for (const auto& entry : m_entries)
         ungrab(*entry);
+    if (m_handOverPending)
+        xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
 }
 
@@ -88,6 +95,7 @@ std::vector<std::uint16_t> X11Hotkeys::lockVariants() const
 int X11Hotkeys::grab(Entry& entry)
 {
     const std::vector<std::uint16_t> variants = lockVariants();
+    const bool sync = m_handOver.contains(entry.identifier);
     struct Attempt {
         xcb_keycode_t keycode;
         std::uint16_t modifiers;
@@ -100,7 +108,8 @@ int X11Hotkeys::grab(Entry& entry)
             const std::uint16_t modifiers = std::uint16_t(entry.mask | variant);
             attempts.push_back({keycode, modifiers,
                                 xcb_grab_key_checked(m_connection, 0, m_root, modifiers, keycode,
-                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)});
+                                                     XCB_GRAB_MODE_ASYNC,
+                                                     sync ? XCB_GRAB_MODE_SYNC : XCB_GRAB_MODE_ASYNC)});
         }
     bool refused = false;
     bool failed = false;
@@ -124,6 +133,7 @@ int X11Hotkeys::grab(Entry& entry)
         return refused ? HotkeyStatus::eventHotKeyExistsErr : HotkeyStatus::paramErr;
     }
     entry.variants = variants;
+    entry.syncKeyboard = sync;
     return HotkeyStatus::noErr;
 }
 
@@ -184,6 +194,22 @@ void X11Hotkeys::unregisterHotKey(HotkeyRegistration& registration)
     m_entries.erase(it);
 }
 
+void X11Hotkeys::setHandOverHotkeys(const QSet<std::uint32_t>& identifiers)
+{
+    m_handOver = identifiers;
+    if (xcb_connection_has_error(m_connection))
+        return;
+    // A grab already made changes its keyboard mode only by being made again (ours replaces ours).
+    for (const auto& entry : m_entries) {
+        if (entry->variants.empty() || entry->syncKeyboard == m_handOver.contains(entry->identifier))
+            continue;
+        if (const int status = grab(*entry); status != HotkeyStatus::noErr)
+            qCWarning(lcHotkeys) << "re-grab of keyCode" << entry->keyCode << "modifiers" << entry->modifiers
+                                 << "for a keyboard hand-over failed:" << status;
+    }
+    xcb_flush(m_connection);
+}
+
 int X11Hotkeys::grabbedVariantCount() const
 {
     int count = 0;
@@ -207,10 +233,20 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
         const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
         if (e->event != m_root)
             return false;
-        if (!dispatchPress(e))
+        const Entry* entry = nullptr;
+        const Press press = dispatchPress(e, &entry);
+        const bool heldForHandOver = press == Press::delivered && entry->syncKeyboard && holdForHandOver(e->time);
+        if (!heldForHandOver) {
+            // A handing hotkey's grab froze the keyboard at this press, whatever it turned out to be (a repeat, or
+            // a key the keymap moved before we re-grabbed); it must never stay frozen. Unfrozen: no effect.
+            xcb_allow_events(m_connection, XCB_ALLOW_ASYNC_KEYBOARD, e->time);
+            xcb_flush(m_connection);
+        }
+        if (press == Press::notOurs)
             return false;
         // A passive grab turned active: the keyboard is ours until this key goes up.
-        m_grabActive = true;
+        if (!heldForHandOver)
+            m_grabActive = true;
         return true;
     }
     case XCB_KEY_RELEASE: {
@@ -240,7 +276,7 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
     return false;
 }
 
-bool X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
+X11Hotkeys::Press X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e, const Entry** matched)
 {
     const std::uint16_t ignored = std::uint16_t(XCB_MOD_MASK_LOCK | m_keyMap.numLockMask());
     const std::uint16_t state = std::uint16_t(e->state & 0xff & ~ignored);
@@ -252,24 +288,78 @@ bool X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e)
     const bool held = m_held.contains(e->detail);
     // Other keys reach the root too while some grab of the keyboard is active; they are not ours to take.
     if (!match && !held)
-        return false;
+        return Press::notOurs;
     const bool repeat = held || (m_lastRelease.contains(e->detail) && m_lastRelease.value(e->detail) == e->time);
     m_held.insert(e->detail, true);
     if (repeat) {
         ++m_ignoredRepeats;
-        return true;
+        return Press::repeat;
     }
     const std::uint32_t identifier = match->identifier;
+    *matched = match;
     // Delivered on a later turn of the main loop, as a hotkey handler hops to the main queue.
     QMetaObject::invokeMethod(this, [this, identifier] { emit pressed(identifier); }, Qt::QueuedConnection);
+    return Press::delivered;
+}
+
+bool X11Hotkeys::holdForHandOver(xcb_timestamp_t time)
+{
+    // Our own grab replaces the one the press started, which would end with the key's release. Owner events off
+    // and the root as grab window, as the capture that takes over has it; asynchronous modes thaw the keyboard,
+    // and the keys queued behind the press come to our root in order.
+    auto* reply = xcb_grab_keyboard_reply(
+        m_connection, xcb_grab_keyboard(m_connection, 0, m_root, time, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    const int status = reply ? reply->status : -1;
+    std::free(reply);
+    if (status != XCB_GRAB_STATUS_SUCCESS) {
+        qCWarning(lcHotkeys) << "could not hold the keyboard for the hotkey's action (status" << status
+                             << "): keys typed right after it may go to the focused window";
+        return false;
+    }
+    m_grabActive = false;
+    m_handOverPending = true;
+    m_handOverTimer.start();
     return true;
+}
+
+void X11Hotkeys::keyboardTakenOver()
+{
+    // The keyboard is the taker's now, its grab in place of ours: nothing here may end it.
+    m_handOverPending = false;
+    m_grabActive = false;
+    m_handOverTimer.stop();
+    // The hotkey's key may come up after the taker has let go, where we do not see it.
+    if (!m_held.isEmpty())
+        m_heldPoll.start();
+}
+
+void X11Hotkeys::keyboardGivenBack()
+{
+    // Grabs of one client are one grab: ungrabbing the taker's ended ours too.
+    keyboardTakenOver();
+}
+
+void X11Hotkeys::handOverTimedOut()
+{
+    if (!m_handOverPending || xcb_connection_has_error(m_connection))
+        return;
+    qCWarning(lcHotkeys) << "nobody took the keyboard within" << handOverTimeoutMs << "ms of the hotkey; letting it go";
+    letGoOfKeyboard();
 }
 
 void X11Hotkeys::releaseActiveGrab()
 {
-    if (!m_grabActive || xcb_connection_has_error(m_connection))
+    if (!holdsKeyboard() || xcb_connection_has_error(m_connection))
         return;
+    letGoOfKeyboard();
+}
+
+void X11Hotkeys::letGoOfKeyboard()
+{
     m_grabActive = false;
+    m_handOverPending = false;
+    m_handOverTimer.stop();
     xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
     // Held on, the key auto-repeats into our passive grab again and we see its release; let go, it does not.

@@ -3,6 +3,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QHash>
+#include <QSet>
 #include <QTimer>
 #include <memory>
 #include <vector>
@@ -34,9 +35,22 @@ public:
     bool handleEvent(const xcb_generic_event_t* event);
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
-    // Ends the keyboard grab that a hotkey press starts (it lasts until its key is released), so that keys typed
-    // for the hotkey's action reach the focused window instead of us. Nothing when no press is being held.
+    // Ends the keyboard grab that a hotkey press starts (it lasts until its key is released, or for a handing
+    // hotkey until someone takes the keyboard over), so that keys typed for the hotkey's action reach the focused
+    // window instead of us. Nothing when no such grab is held.
     void releaseActiveGrab();
+
+    // Hotkeys whose action takes the keyboard at once (the app switcher). Their press freezes the keyboard in the
+    // server until we hold it with an ordinary grab of our own, which does not end with the key's release: keys
+    // typed right behind the hotkey then reach our root instead of the window that had the focus. Whoever takes
+    // the keyboard calls `keyboardTakenOver`; when nobody does within `handOverTimeoutMs`, it is let go. A taker
+    // that lets go calls `keyboardGivenBack`: a hold begun meanwhile (its hotkey pressed again) went with it.
+    void setHandOverHotkeys(const QSet<std::uint32_t>& identifiers);
+    void keyboardTakenOver();
+    void keyboardGivenBack();
+    static constexpr int handOverTimeoutMs = 1000;
+    // True while a hotkey press holds the keyboard: its key is still down, or a hand-over is waiting.
+    bool holdsKeyboard() const { return m_grabActive || m_handOverPending; }
 
     // Grabs as they stand, for diagnostics and tests: how many (keycode, mask) variants are held.
     int grabbedVariantCount() const;
@@ -53,8 +67,14 @@ private:
     int grab(Entry& entry);
     void ungrab(Entry& entry);
     void keyboardMappingChanged();
-    // True when the press belongs to one of our grabs (delivered, or swallowed as a repeat).
-    bool dispatchPress(const xcb_key_press_event_t* event);
+    enum class Press { notOurs, repeat, delivered };
+    // Whether the press belongs to one of our grabs (delivered, or swallowed as a repeat); `entry` is the
+    // matched hotkey of a delivered press.
+    Press dispatchPress(const xcb_key_press_event_t* event, const Entry** entry);
+    // Turns the grab a handing hotkey's press started into an ordinary one that also thaws the keyboard.
+    bool holdForHandOver(xcb_timestamp_t time);
+    void handOverTimedOut();
+    void letGoOfKeyboard();
     // After we gave up the grab the key's release goes elsewhere; the server's key state tells when it came.
     void pollHeldKeys();
 
@@ -71,6 +91,9 @@ private:
     QHash<xcb_keycode_t, bool> m_held;
     QHash<xcb_keycode_t, xcb_timestamp_t> m_lastRelease;
     bool m_grabActive = false;
+    QSet<std::uint32_t> m_handOver;
+    bool m_handOverPending = false;
+    QTimer m_handOverTimer;
     QTimer m_heldPoll;
 };
 

@@ -1,6 +1,6 @@
 // Active keyboard grab for the switcher: begun from the hotkey, ended when the panel closes. Presses that arrive
-// under the hotkey's passive grab before the capture begins are kept and handed over first, so that nothing typed
-// right after the hotkey goes missing.
+// under the hotkey's grab before the capture begins (the hotkey backend holds the keyboard for us from the press
+// on) are kept and handed over first, so that nothing typed right after the hotkey goes missing.
 #include "X11KeyboardCapture.h"
 
 #include <QAbstractEventDispatcher>
@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "X11Connection.h"
+#include "X11Hotkeys.h"
 
 namespace tamsinvale {
 
@@ -60,14 +61,19 @@ QString textOf(xcb_keysym_t keysym)
 
 }  // namespace
 
-X11KeyboardCapture::X11KeyboardCapture(X11Connection& connection, QObject* parent)
-    : X11KeyboardCapture(connection.xcb(), connection.root(), true, parent)
+X11KeyboardCapture::X11KeyboardCapture(X11Connection& connection, X11Hotkeys* hotkeys, QObject* parent)
+    : X11KeyboardCapture(connection.xcb(), connection.root(), true, hotkeys, parent)
 {
 }
 
 X11KeyboardCapture::X11KeyboardCapture(xcb_connection_t* connection, xcb_window_t root, bool filterQtEvents,
-                                       QObject* parent)
-    : QObject(parent), m_connection(connection), m_root(root), m_filterQtEvents(filterQtEvents), m_keyMap(connection)
+                                       X11Hotkeys* hotkeys, QObject* parent)
+    : QObject(parent)
+    , m_connection(connection)
+    , m_root(root)
+    , m_hotkeys(hotkeys)
+    , m_filterQtEvents(filterQtEvents)
+    , m_keyMap(connection)
 {
     if (m_filterQtEvents) {
         reinstallFilter();
@@ -108,6 +114,9 @@ bool X11KeyboardCapture::begin(std::function<void(const CapturedKey&)> onKey)
         m_early.clear();
         return false;
     }
+    // Our grab replaced the one the hotkey held for us; the hotkey backend must not end it.
+    if (m_hotkeys)
+        m_hotkeys->keyboardTakenOver();
     m_capturing = true;
     m_onKey = std::move(onKey);
     reinstallFilter();
@@ -130,6 +139,8 @@ void X11KeyboardCapture::end()
     m_early.clear();
     xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
+    if (m_hotkeys)
+        m_hotkeys->keyboardGivenBack();
 }
 
 void X11KeyboardCapture::deliver(const CapturedKey& key)
@@ -188,7 +199,10 @@ bool X11KeyboardCapture::handleEvent(const xcb_generic_event_t* event)
     // Chords with Command, Option or Control are hotkeys: they stay with the hotkey backend.
     const bool chord = key.modifiers & (carbonCommand | carbonOption | carbonControl);
     if (!m_capturing) {
-        // A plain press reaches the root only under one of our grabs: typed while the hotkey is still held.
+        // A plain press reaches the root only under one of our grabs: typed while the hotkey is still held, or
+        // while it holds the keyboard for us. Other grabs of ours (a key watch) are no business of the switcher.
+        if (m_hotkeys && !m_hotkeys->holdsKeyboard())
+            return false;
         if (chord) {
             m_early.clear();
         } else {
@@ -199,6 +213,10 @@ bool X11KeyboardCapture::handleEvent(const xcb_generic_event_t* event)
     }
     if (chord)
         return false;
+    // Only a hotkey's grab can freeze the keyboard, and our grab leaves none active; should a press reach us
+    // frozen all the same (our grab taken away behind our back), it must not stay so.
+    xcb_allow_events(m_connection, XCB_ALLOW_ASYNC_KEYBOARD, e->time);
+    xcb_flush(m_connection);
     deliver(key);
     return true;
 }

@@ -15,13 +15,17 @@
 namespace tamsinvale {
 
 class X11Connection;
+class X11Hotkeys;
 
 class X11KeyboardCapture : public QObject, public KeyboardCapture, public QAbstractNativeEventFilter {
     Q_OBJECT
 public:
-    explicit X11KeyboardCapture(X11Connection& connection, QObject* parent = nullptr);
+    // With `hotkeys`, the capture takes the keyboard over from a hotkey that held it for us, and keeps presses
+    // from before `begin` only while such a hotkey holds it.
+    explicit X11KeyboardCapture(X11Connection& connection, X11Hotkeys* hotkeys = nullptr, QObject* parent = nullptr);
     // On a connection nobody else reads (tests): feed events through `handleEvent`.
-    X11KeyboardCapture(xcb_connection_t* connection, xcb_window_t root, bool filterQtEvents, QObject* parent = nullptr);
+    X11KeyboardCapture(xcb_connection_t* connection, xcb_window_t root, bool filterQtEvents,
+                       X11Hotkeys* hotkeys = nullptr, QObject* parent = nullptr);
     ~X11KeyboardCapture() override;
 
     bool begin(std::function<void(const CapturedKey&)> onKey) override;
@@ -40,13 +44,15 @@ private:
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root;
+    X11Hotkeys* m_hotkeys;
     bool m_filterQtEvents;
     bool m_filterInstalled = false;
     X11KeyMap m_keyMap;
     bool m_keyMapStale = false;
     bool m_capturing = false;
     std::function<void(const CapturedKey&)> m_onKey;
-    // Presses that reached the root while the hotkey's own grab was still active, before the capture began.
+    // Presses that reached the root under the hotkey's grab (its key still down, or held for us), before the
+    // capture began.
     QList<std::pair<xcb_timestamp_t, CapturedKey>> m_early;
 };
 

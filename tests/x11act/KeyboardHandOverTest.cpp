@@ -1,0 +1,172 @@
+// The switcher's hotkey hands the keyboard on, against real X: a key typed in the same instant as the hotkey reaches
+// the capture and not the window that had the focus; other hotkeys, and a hand-over nobody takes, leave the keyboard
+// to that window; a held hotkey is one press and pressing it again closes what it opened.
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <QTimer>
+#include <cstdlib>
+
+#include "ActHelpers.h"
+#include "XTestSession.h"
+#include "platform/x11/X11Hotkeys.h"
+#include "platform/x11/X11KeyMap.h"
+#include "platform/x11/X11KeyboardCapture.h"
+#include "settings/HotKeyConfig.h"
+
+#include <xcb/xtest.h>
+
+using namespace tamsinvale;
+using namespace tamsinvale::x11test;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::uint32_t switcherId = 1;
+constexpr std::uint32_t otherId = 101;
+constexpr xcb_keysym_t superL = 0xffeb, space = 0x20, f5 = 0xffc2;
+
+// Presses (true) and releases of keysyms, sent from the test's own connection in one flush: the server has every
+// one of them before it acts on the first, so nothing of ours can run in between.
+void typeInOneBatch(const QList<std::pair<xcb_keysym_t, bool>>& strokes)
+{
+    XTestDisplay& x = XTestSession::get().x();
+    const X11KeyMap map(x.xcb());
+    for (const auto& [keysym, down] : strokes) {
+        const auto stroke = map.strokeForKeysym(keysym);
+        ASSERT_TRUE(stroke && !stroke->shift) << std::hex << keysym;
+        xcb_test_fake_input(x.xcb(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, stroke->keycode, XCB_CURRENT_TIME,
+                            XCB_WINDOW_NONE, 0, 0, 0);
+    }
+    xcb_flush(x.xcb());
+}
+
+QList<std::pair<xcb_keysym_t, bool>> chord(xcb_keysym_t modifier, xcb_keysym_t key)
+{
+    return {{modifier, true}, {key, true}, {key, false}, {modifier, false}};
+}
+
+QList<std::pair<xcb_keysym_t, bool>> tap(xcb_keysym_t key) { return {{key, true}, {key, false}}; }
+
+bool keyboardHeldByAnother()
+{
+    XTestDisplay& x = XTestSession::get().x();
+    auto* reply = xcb_grab_keyboard_reply(
+        x.xcb(), xcb_grab_keyboard(x.xcb(), 0, x.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    const bool held = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
+    const bool ours = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    std::free(reply);
+    if (ours)
+        xcb_ungrab_keyboard(x.xcb(), XCB_CURRENT_TIME);
+    xcb_flush(x.xcb());
+    return held;
+}
+
+QString capturedText(const QList<CapturedKey>& keys)
+{
+    QString text;
+    for (const CapturedKey& k : keys)
+        text += k.text;
+    return text;
+}
+
+}  // namespace
+
+TEST(KeyboardHandOverTest, aKeyTypedWithTheSwitcherHotkeyReachesTheCaptureAndOtherHotkeysLeaveTheKeyboardAlone)
+{
+    XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
+    auto client = InputClient::start(QStringLiteral("hand-over target"), 100, 100, 400, 300);
+    ASSERT_TRUE(client);
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                         QStringLiteral("0x%1").arg(client->window(), 0, 16)}));
+
+    X11Hotkeys hotkeys(s.desktop().connection());
+    hotkeys.setHandOverHotkeys({switcherId});
+    ASSERT_EQ(hotkeys.installHandler(), HotkeyStatus::noErr);
+    std::unique_ptr<HotkeyRegistration> switcher, other;
+    ASSERT_EQ(hotkeys.registerHotKey(49, CarbonModifier::command, switcherId, &switcher), HotkeyStatus::noErr);
+    ASSERT_EQ(hotkeys.registerHotKey(96, CarbonModifier::command, otherId, &other), HotkeyStatus::noErr);
+    X11KeyboardCapture capture(s.desktop().connection(), &hotkeys);
+
+    // As the application has it: the switcher's hotkey toggles, two turns of the main loop after the press.
+    QList<CapturedKey> captured;
+    QList<std::uint32_t> presses;
+    bool switcherTakesKeyboard = true;
+    QObject::connect(&hotkeys, &Hotkeys::pressed, &capture, [&](std::uint32_t id) {
+        presses.append(id);
+        if (id != switcherId || !switcherTakesKeyboard)
+            return;
+        QTimer::singleShot(0, &capture, [&] {
+            if (capture.isCapturing())
+                capture.end();
+            else
+                ASSERT_TRUE(capture.begin([&](const CapturedKey& k) { captured.append(k); }));
+        });
+    });
+
+    // ⌘ Space and x in one instant: x waits in the server while the hotkey holds the keyboard, then comes to us.
+    typeInOneBatch(chord(superL, space) + tap('x'));
+    ASSERT_TRUE(s.waitUntil([&] { return capture.isCapturing() && !captured.isEmpty(); }));
+    EXPECT_EQ(capturedText(captured), QStringLiteral("x"));
+    EXPECT_EQ(presses, QList<std::uint32_t>{switcherId});
+
+    // Pressing it again closes: the capture ends and the keyboard is the focused window's again.
+    typeInOneBatch(chord(superL, space));
+    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !keyboardHeldByAnother(); }));
+    EXPECT_EQ(presses, (QList<std::uint32_t>{switcherId, switcherId}));
+    // Its first text is what comes now: x never reached it.
+    typeInOneBatch(tap('z'));
+    EXPECT_EQ(client->nextText(5s), QStringLiteral("z"));
+
+    // A hotkey that hands nothing on: the key right behind it goes to the focused window.
+    typeInOneBatch(chord(superL, f5) + tap('y'));
+    ASSERT_TRUE(s.waitUntil([&] { return presses.size() == 3; }));
+    EXPECT_EQ(presses.last(), otherId);
+    EXPECT_EQ(client->nextText(5s), QStringLiteral("y"));
+
+    // Nobody takes the keyboard the switcher's hotkey held: after a bounded wait it is let go all the same.
+    switcherTakesKeyboard = false;
+    typeInOneBatch(chord(superL, space));
+    ASSERT_TRUE(s.waitUntil([&] { return presses.size() == 4; }));
+    ASSERT_TRUE(s.waitUntil([&] { return !hotkeys.holdsKeyboard() && !keyboardHeldByAnother(); }));
+    typeInOneBatch(tap('w'));
+    EXPECT_EQ(client->nextText(5s), QStringLiteral("w"));
+    EXPECT_EQ(capturedText(captured), QStringLiteral("x"));
+}
+
+TEST(KeyboardHandOverTest, aHeldSwitcherHotkeyIsOnePressAndTheNextPressCloses)
+{
+    XTestSession& s = XTestSession::get();
+    ASSERT_TRUE(waitForWindowManagerStartup());
+    X11Hotkeys hotkeys(s.desktop().connection());
+    hotkeys.setHandOverHotkeys({switcherId});
+    ASSERT_EQ(hotkeys.installHandler(), HotkeyStatus::noErr);
+    std::unique_ptr<HotkeyRegistration> switcher;
+    ASSERT_EQ(hotkeys.registerHotKey(49, CarbonModifier::command, switcherId, &switcher), HotkeyStatus::noErr);
+    X11KeyboardCapture capture(s.desktop().connection(), &hotkeys);
+    QSignalSpy spy(&hotkeys, &Hotkeys::pressed);
+    QObject::connect(&hotkeys, &Hotkeys::pressed, &capture, [&](std::uint32_t) {
+        QTimer::singleShot(0, &capture, [&] {
+            if (capture.isCapturing())
+                capture.end();
+            else
+                capture.begin([](const CapturedKey&) {});
+        });
+    });
+
+    // Held until the server has auto-repeated it a few times, under the capture's grab: still one press.
+    ASSERT_TRUE(runTool({QStringLiteral("xset"), QStringLiteral("-display"), s.display(), QStringLiteral("r"),
+                         QStringLiteral("rate"), QStringLiteral("50"), QStringLiteral("40")}));
+    typeInOneBatch({{superL, true}, {space, true}});
+    ASSERT_TRUE(s.waitUntil([&] { return capture.isCapturing() && hotkeys.ignoredRepeats() >= 3; }));
+    EXPECT_EQ(spy.size(), 1);
+    typeInOneBatch({{space, false}, {superL, false}});
+
+    // The key went up: the next press is a new one, and closes.
+    typeInOneBatch(chord(superL, space));
+    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !keyboardHeldByAnother(); }));
+    EXPECT_EQ(spy.size(), 2);
+    EXPECT_FALSE(hotkeys.holdsKeyboard());
+}
