@@ -22,20 +22,24 @@
 #include "platform/linux/PlistCodec.h"
 #include "platform/linux/SessionSleepWatcher.h"
 #include "platform/x11/X11Hotkeys.h"
+#include "platform/x11/X11KeyWatch.h"
 #include "platform/x11/X11KeyboardCapture.h"
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11Screens.h"
 #include "platform/x11/X11SyntheticInput.h"
 #include "platform/x11/X11Workspace.h"
 #include "dimming/DimmingServices.h"
-#include "settings/HotKeyKind.h"
 #include "dimming/FocusDimmer.h"
+#include "services/LaunchOverlayController.h"
+#include "settings/HotKeyKind.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
 
 namespace tamsinvale {
 
 namespace {
+
+constexpr std::uint32_t escapeKeyCode = 53;  // in the stored (macOS) key numbering
 
 const char* failedHotkeysText =
     "These hotkeys could not be registered, most likely because another app already uses the same combination: ";
@@ -143,6 +147,12 @@ int runApplication(int argc, char** argv, bool verbose)
     };
     SwitcherServices switcher(platform, std::move(switcherOptions));
     switcher.install(services);
+    // Escape pressed anywhere closes the launch overlay; the key still reaches the focused window. The overlay
+    // never has the focus, so there are no key presses of our own to watch.
+    switcher.launchOverlay().setKeyMonitors(
+        {}, [&x11](std::function<void(std::uint32_t)> onKey) -> std::shared_ptr<void> {
+            return std::make_shared<X11KeyWatch>(x11->connection(), escapeKeyCode, std::move(onKey));
+        });
     const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
     // Before black, the overlays show the desktop's own default picture; it is looked up once.
     const std::optional<QString> defaultPicture =
