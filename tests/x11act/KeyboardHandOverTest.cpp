@@ -12,6 +12,7 @@
 #include "platform/x11/X11Hotkeys.h"
 #include "platform/x11/X11KeyMap.h"
 #include "platform/x11/X11KeyboardCapture.h"
+#include "platform/x11/X11ServerTime.h"
 #include "settings/HotKeyConfig.h"
 
 #include <xcb/xtest.h>
@@ -62,6 +63,25 @@ bool keyboardHeldByAnother()
     xcb_flush(x.xcb());
     return held;
 }
+
+// The server's clock, read on a connection of its own.
+class ServerClock {
+public:
+    ServerClock()
+        : m_connection(xcb_connect(XTestSession::get().display().toLocal8Bit().constData(), nullptr))
+        , m_time(m_connection.get(), xcb_setup_roots_iterator(xcb_get_setup(m_connection.get())).data->root)
+    {
+    }
+    xcb_timestamp_t now() { return m_time.now(); }
+
+private:
+    struct Disconnect {
+        void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
+    };
+    // Declared first: closed after the clock's window is gone.
+    std::unique_ptr<xcb_connection_t, Disconnect> m_connection;
+    X11ServerTime m_time;
+};
 
 QString capturedText(const QList<CapturedKey>& keys)
 {
@@ -163,6 +183,10 @@ TEST(KeyboardHandOverTest, aHeldSwitcherHotkeyIsOnePressAndTheNextPressCloses)
     ASSERT_TRUE(s.waitUntil([&] { return capture.isCapturing() && hotkeys.ignoredRepeats() >= 3; }));
     EXPECT_EQ(spy.size(), 1);
     typeInOneBatch({{space, false}, {superL, false}});
+    // A release and a press in the same millisecond are how auto-repeat looks; no hand can be that quick.
+    ServerClock clock;
+    const xcb_timestamp_t released = clock.now();
+    ASSERT_TRUE(s.waitUntil([&] { return clock.now() != released; }));
 
     // The key went up: the next press is a new one, and closes.
     typeInOneBatch(chord(superL, space));
