@@ -3,11 +3,31 @@
 
 #include <QCoreApplication>
 #include <QMetaObject>
+#include <QThread>
 #include <QThreadPool>
+
+#ifdef __linux__
+#include <sys/resource.h>
+#endif
 
 #include "platform/Scheduler.h"
 
 namespace tamsinvale {
+
+namespace {
+
+// Scans and icon loads are background work: they give way to the main thread and the window server, which
+// must answer a hotkey within milliseconds even while a scan of hundreds of entries runs.
+void lowerCurrentThreadPriority()
+{
+#ifdef __linux__
+    setpriority(PRIO_PROCESS, 0, 10);  // on Linux, 0 names the calling thread, not the process
+#else
+    QThread::currentThread()->setPriority(QThread::LowPriority);
+#endif
+}
+
+}  // namespace
 
 ThreadPoolBackgroundQueue::ThreadPoolBackgroundQueue() : m_mainContext(new QObject)
 {
@@ -26,6 +46,8 @@ void ThreadPoolBackgroundQueue::run(std::function<void()> work, std::function<vo
 {
     QPointer<QObject> context(m_mainContext);
     QThreadPool::globalInstance()->start([work = std::move(work), thenOnMain = std::move(thenOnMain), context] {
+        static thread_local const bool lowered = (lowerCurrentThreadPriority(), true);
+        Q_UNUSED(lowered);
         work();
         if (context)
             QMetaObject::invokeMethod(context.data(), thenOnMain, Qt::QueuedConnection);
