@@ -30,6 +30,7 @@ public:
         auto last = std::move(self);  // may be the last reference: released when this call returns
     }
     bool isPending() const override { return m_pending; }
+    QTimer* timer() const { return m_timer; }
 
     // Keeps the task alive while its timer can still fire.
     std::shared_ptr<QtTask> self;
@@ -58,6 +59,12 @@ TaskHandle makeTask(QObject* context, double seconds, bool repeating, std::funct
 {
     auto task = std::make_shared<QtTask>(context, seconds, repeating, std::move(work));
     task->self = task;
+    // A timer that goes with its owner (the scheduler, at quit) can no longer fire: the task stops keeping
+    // itself alive, or every task still pending at quit would leak.
+    QObject::connect(task->timer(), &QObject::destroyed, [weak = std::weak_ptr<QtTask>(task)] {
+        if (const auto t = weak.lock())
+            t->self.reset();
+    });
     return task;
 }
 
