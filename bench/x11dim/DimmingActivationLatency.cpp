@@ -146,22 +146,6 @@ double percentile(std::vector<double> v, double p)
     return v[lo] + (v[hi] - v[lo]) * (rank - double(lo));
 }
 
-// Openbox takes the manager selection before it has finished starting; its key bindings come last.
-bool windowManagerStarted(xcb_connection_t* c, xcb_window_t root)
-{
-    constexpr xcb_keycode_t left = 113;
-    const std::uint16_t controlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
-    xcb_generic_error_t* error = xcb_request_check(
-        c, xcb_grab_key_checked(c, 0, root, controlAlt, left, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    if (!error) {
-        xcb_ungrab_key(c, left, root, controlAlt);
-        xcb_flush(c);
-        return false;
-    }
-    std::free(error);
-    return true;
-}
-
 // User plus system CPU seconds of a process so far.
 double cpuSeconds(pid_t pid)
 {
@@ -209,8 +193,6 @@ int main(int argc, char** argv)
     int rc = 0;
     {
         XTestSession& s = XTestSession::get();
-        if (!s.waitUntil([&] { return windowManagerStarted(s.x().xcb(), s.x().root()); }))
-            std::fprintf(stderr, "Openbox has not bound its keys; going on\n");
         s.x().setMonitors({{"L", leftMonitor, true}, {"R", rightMonitor, false}});
         WindowSpec a, b;
         a.title = QStringLiteral("left");

@@ -154,12 +154,6 @@ int runApplication(int argc, char** argv, bool verbose)
             return std::make_shared<X11KeyWatch>(x11->connection(), escapeKeyCode, std::move(onKey));
         });
     const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
-    // Before black, the overlays show the desktop's own default picture; it is looked up once.
-    const std::optional<QString> defaultPicture =
-        DesktopDefaultPicture::find(DesktopDefaultPicture::dataDirectoriesFromEnvironment());
-    dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
-    SessionSleepWatcher sleepWatcher;
-    QObject::connect(&sleepWatcher, &SessionSleepWatcher::woke, &x11->workspace(), &Workspace::screensDidWake);
     TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {
@@ -173,6 +167,10 @@ int runApplication(int argc, char** argv, bool verbose)
         break;
     case ControlService::Claim::claimed: break;
     }
+    // Before black, the overlays show the desktop's own default picture; it is looked up once.
+    const std::optional<QString> defaultPicture =
+        DesktopDefaultPicture::find(DesktopDefaultPicture::dataDirectoriesFromEnvironment());
+    dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
 
     TrayIcon tray(app, settings);
     QObject::connect(&app, &TamsinvaleApp::quitRequested, &qtApp, &QCoreApplication::quit);
@@ -190,6 +188,9 @@ int runApplication(int argc, char** argv, bool verbose)
     app.start();
     qCInfo(lcApp, "started: %zu hotkeys registered %lld ms after process start",
            app.hotKeyManager().registeredCount(), millisecondsSinceProcessStart());
+    // The system bus is joined once the hotkeys work; a wake is of no use before the overlays are up anyway.
+    SessionSleepWatcher sleepWatcher;
+    QObject::connect(&sleepWatcher, &SessionSleepWatcher::woke, &x11->workspace(), &Workspace::screensDidWake);
     return qtApp.exec();
 }
 

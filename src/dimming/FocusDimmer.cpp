@@ -151,6 +151,16 @@ bool FocusDimmer::fullScreenInFront()
     return second && isAnyFullScreenPresent(*second);
 }
 
+bool FocusDimmer::hiddenForFullScreen(const WindowSnapshot& snapshot, const char* step, const QString& source)
+{
+    if (!isFrontAppFullScreen(snapshot) && !isAnyFullScreenPresent(snapshot))
+        return false;
+    DIMLOG << step << ": hide due to fullscreen (source=" << source << ")";
+    hide();
+    startFullscreenRecovery();
+    return true;
+}
+
 void FocusDimmer::show()
 {
     if (fullScreenInFront()) {
@@ -251,12 +261,8 @@ void FocusDimmer::updateOrdering(const QString& sourceTag)
     const auto snapshot = windowSnapshot();
     if (!snapshot)
         return;
-    if (isFrontAppFullScreen(*snapshot) || isAnyFullScreenPresent(*snapshot)) {
-        DIMLOG << "updateOrdering: hide due to fullscreen (source=" << source << ")";
-        hide();
-        startFullscreenRecovery();
+    if (hiddenForFullScreen(*snapshot, "updateOrdering", source))
         return;
-    }
     if (!front)
         return;
     const std::int32_t pid = front->pid;
@@ -386,12 +392,8 @@ void FocusDimmer::reorderOptimisticallyThenVerify(const QString& sourceTag)
     const auto snapshot = windowSnapshot();
     if (!snapshot)
         return;
-    if (isFrontAppFullScreen(*snapshot) || isAnyFullScreenPresent(*snapshot)) {
-        DIMLOG << "reorderOptimisticallyThenVerify: hide due to fullscreen (source=" << source << ")";
-        hide();
-        startFullscreenRecovery();
+    if (hiddenForFullScreen(*snapshot, "reorderOptimisticallyThenVerify", source))
         return;
-    }
     cancelTask(m_pendingTargetRetry);
     const OverlayOrdering ordering = OverlayOrdering::fromScreens(m_platform.screens->screens(),
                                                                   m_platform.workspace->ownPid());

@@ -107,6 +107,9 @@ private:
     OverlayAppearance appearanceFor(const ScreenInfo& screen, double overlayHeight);
     // Full screen found in a fresh read: the front app's test on one snapshot, then any window's on a second.
     bool fullScreenInFront();
+    // With a full-screen window in `snapshot`: hides the overlays, starts the polling that brings them back, logs
+    // "<step>: hide due to fullscreen (source=…)" and answers true.
+    bool hiddenForFullScreen(const WindowSnapshot& snapshot, const char* step, const QString& source);
     void orderFrontHiddenOverlays();
     void startSafetyTimer();
     void runFullscreenRecovery(std::shared_ptr<int> attempts);

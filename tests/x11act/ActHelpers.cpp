@@ -135,12 +135,6 @@ bool testCanGrab(xcb_keycode_t keycode, std::uint16_t mask)
     return all;
 }
 
-bool waitForWindowManagerStartup()
-{
-    constexpr xcb_keycode_t left = 113;  // Left, evdev keycodes (Xvfb's keymap)
-    return XTestSession::get().waitUntil([] { return !testCanGrab(left, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1); });
-}
-
 bool setLock(const char* keysymName, std::uint16_t mask, bool on)
 {
     XTestSession& s = XTestSession::get();

@@ -32,9 +32,6 @@ std::optional<std::uint32_t> screenPixel(int x, int y);
 
 // Whether the test's own connection may grab the combination in every lock variant: false when anyone holds one.
 bool testCanGrab(xcb_keycode_t keycode, std::uint16_t mask);
-// Openbox announces itself as the manager before it has finished starting (its key bindings come later, and a
-// window mapped in between can go unmanaged); true once its C-A-Left binding is in place.
-bool waitForWindowManagerStartup();
 
 // What a person would see, kept as a test artifact for looking at; never compared.
 void screenshot(const QString& name);

@@ -49,21 +49,6 @@ QList<std::pair<xcb_keysym_t, bool>> chord(xcb_keysym_t modifier, xcb_keysym_t k
 
 QList<std::pair<xcb_keysym_t, bool>> tap(xcb_keysym_t key) { return {{key, true}, {key, false}}; }
 
-bool keyboardHeldByAnother()
-{
-    XTestDisplay& x = XTestSession::get().x();
-    auto* reply = xcb_grab_keyboard_reply(
-        x.xcb(), xcb_grab_keyboard(x.xcb(), 0, x.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-        nullptr);
-    const bool held = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
-    const bool ours = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
-    std::free(reply);
-    if (ours)
-        xcb_ungrab_keyboard(x.xcb(), XCB_CURRENT_TIME);
-    xcb_flush(x.xcb());
-    return held;
-}
-
 // The server's clock, read on a connection of its own.
 class ServerClock {
 public:
@@ -96,7 +81,6 @@ QString capturedText(const QList<CapturedKey>& keys)
 TEST(KeyboardHandOverTest, aKeyTypedWithTheSwitcherHotkeyReachesTheCaptureAndOtherHotkeysLeaveTheKeyboardAlone)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     auto client = InputClient::start(QStringLiteral("hand-over target"), 100, 100, 400, 300);
     ASSERT_TRUE(client);
     ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
@@ -134,7 +118,7 @@ TEST(KeyboardHandOverTest, aKeyTypedWithTheSwitcherHotkeyReachesTheCaptureAndOth
 
     // Pressing it again closes: the capture ends and the keyboard is the focused window's again.
     typeInOneBatch(chord(superL, space));
-    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !keyboardHeldByAnother(); }));
+    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !XTestSession::get().x().keyboardGrabbedByAnother(); }));
     EXPECT_EQ(presses, (QList<std::uint32_t>{switcherId, switcherId}));
     // Its first text is what comes now: x never reached it.
     typeInOneBatch(tap('z'));
@@ -150,7 +134,7 @@ TEST(KeyboardHandOverTest, aKeyTypedWithTheSwitcherHotkeyReachesTheCaptureAndOth
     switcherTakesKeyboard = false;
     typeInOneBatch(chord(superL, space));
     ASSERT_TRUE(s.waitUntil([&] { return presses.size() == 4; }));
-    ASSERT_TRUE(s.waitUntil([&] { return !hotkeys.holdsKeyboard() && !keyboardHeldByAnother(); }));
+    ASSERT_TRUE(s.waitUntil([&] { return !hotkeys.holdsKeyboard() && !XTestSession::get().x().keyboardGrabbedByAnother(); }));
     typeInOneBatch(tap('w'));
     EXPECT_EQ(client->nextText(5s), QStringLiteral("w"));
     EXPECT_EQ(capturedText(captured), QStringLiteral("x"));
@@ -159,7 +143,6 @@ TEST(KeyboardHandOverTest, aKeyTypedWithTheSwitcherHotkeyReachesTheCaptureAndOth
 TEST(KeyboardHandOverTest, aHeldSwitcherHotkeyIsOnePressAndTheNextPressCloses)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     X11Hotkeys hotkeys(s.desktop().connection());
     hotkeys.setHandOverHotkeys({switcherId});
     ASSERT_EQ(hotkeys.installHandler(), HotkeyStatus::noErr);
@@ -190,7 +173,7 @@ TEST(KeyboardHandOverTest, aHeldSwitcherHotkeyIsOnePressAndTheNextPressCloses)
 
     // The key went up: the next press is a new one, and closes.
     typeInOneBatch(chord(superL, space));
-    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !keyboardHeldByAnother(); }));
+    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !XTestSession::get().x().keyboardGrabbedByAnother(); }));
     EXPECT_EQ(spy.size(), 2);
     EXPECT_FALSE(hotkeys.holdsKeyboard());
 }

@@ -113,7 +113,6 @@ struct HookLog {
 TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhenItCloses)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     HookLog log;
     X11OverlayPanels panels(s.desktop().connection(), log.hooks());
     auto panel = panels.createPanel(QRectF(0, 0, 1920, 1050), WindowLevel::normal);
@@ -195,7 +194,6 @@ TEST(OverlayPanelsTest, staysDirectlyBelowTheActiveFrameThroughActivationsAndWhe
 TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopInsetClipped)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     auto input = InputClient::start(QStringLiteral("under the overlay"), 200, 200, 400, 300);
     ASSERT_TRUE(input);
 
@@ -239,7 +237,6 @@ TEST(OverlayPanelsTest, clicksPassThroughAndThePictureIsAspectFilledWithItsTopIn
 TEST(OverlayPanelsTest, framesComeFromScreenCoordinatesAndFrontOrderRespectsLevels)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     auto client = s.client({windowSpec(QStringLiteral("normal"), 100, 100),
                             windowSpec(QStringLiteral("on top"), 600, 400, {QStringLiteral("above")})});
     ASSERT_TRUE(client);

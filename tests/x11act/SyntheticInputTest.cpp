@@ -60,7 +60,6 @@ bool typeAll(SyntheticInput& input, const QString& text)
 TEST(SyntheticInputTest, unicodeTextArrivesIntactThroughLocksAndHeldModifiersAndLentKeysAreGivenBack)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     auto client = InputClient::start(QStringLiteral("typing target"), 100, 100, 400, 300);
     ASSERT_TRUE(client);
     ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
@@ -99,7 +98,6 @@ TEST(SyntheticInputTest, unicodeTextArrivesIntactThroughLocksAndHeldModifiersAnd
 TEST(SyntheticInputTest, textTypedForAHotkeyStillHeldReachesTheFocusedWindowAndTheHotkeyWorksAgain)
 {
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     auto client = InputClient::start(QStringLiteral("insert date target"), 100, 100, 400, 300);
     ASSERT_TRUE(client);
     ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
@@ -132,7 +130,6 @@ TEST(SyntheticInputTest, anXlibApplicationReceivesTheTextToo)
 {
     // xterm looks keys up through Xlib, which rereads a changed keymap only when it next needs it.
     XTestSession& s = XTestSession::get();
-    ASSERT_TRUE(waitForWindowManagerStartup());
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     const QString file = dir.filePath(QStringLiteral("typed.txt"));

@@ -240,27 +240,8 @@ struct TwoMonitorDesktop {
     std::unique_ptr<TestClient> notes;
     xcb_window_t mailLeft = 0, mailRight = 0, notesLeft = 0;
 
-    // Openbox takes the manager selection before it has finished starting; its key bindings come last, and
-    // windows mapped before then can miss their placement.
-    bool windowManagerStarted()
-    {
-        constexpr xcb_keycode_t left = 113;
-        const uint16_t controlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
-        xcb_connection_t* c = s.x().xcb();
-        xcb_generic_error_t* error = xcb_request_check(
-            c, xcb_grab_key_checked(c, 0, s.x().root(), controlAlt, left, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-        if (!error) {
-            xcb_ungrab_key(c, left, s.x().root(), controlAlt);
-            xcb_flush(c);
-            return false;
-        }
-        std::free(error);
-        return true;
-    }
-
     void setUp()
     {
-        ASSERT_TRUE(s.waitUntil([&] { return windowManagerStarted(); }, 15s)) << "Openbox did not finish starting";
         ASSERT_TRUE(s.x().setMonitors({{"L", leftMonitor, true}, {"R", rightMonitor, false}}));
         mail = s.client({windowSpec("mail-left", 80, 120), windowSpec("mail-right", 1100, 160)});
         ASSERT_TRUE(mail) << "the first test client did not come up";

@@ -102,21 +102,6 @@ bool panelViewable(XTestSession& s)
     return false;
 }
 
-// Whether another client holds the keyboard: our own grab attempt is refused then.
-bool keyboardHeldByAnother(XTestSession& s)
-{
-    xcb_connection_t* c = s.x().xcb();
-    auto* reply = xcb_grab_keyboard_reply(
-        c, xcb_grab_keyboard(c, 0, s.x().root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC), nullptr);
-    const bool held = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
-    const bool ours = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
-    free(reply);
-    if (ours)
-        xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
-    xcb_flush(c);
-    return held;
-}
-
 bool press(XTestSession& s, const QStringList& keys, int delayMs = 0)
 {
     return s.tool(QStringList{"xdotool", "key", "--delay", QString::number(delayMs)} + keys).has_value();
@@ -141,11 +126,11 @@ TEST(SwitcherEndToEnd, panelTakesTheKeyboardBeepsForUnboundKeysAndClosesOnEscape
     if (!app.start(&why))
         GTEST_SKIP() << why.toStdString();
     ASSERT_FALSE(panelViewable(s));
-    ASSERT_FALSE(keyboardHeldByAnother(s));
+    ASSERT_FALSE(s.x().keyboardGrabbedByAnother());
 
     ASSERT_TRUE(press(s, {"super+space"}));
     ASSERT_TRUE(s.waitUntil([&] { return panelViewable(s); }, 10s)) << "the panel did not appear";
-    EXPECT_TRUE(keyboardHeldByAnother(s));
+    EXPECT_TRUE(s.x().keyboardGrabbedByAnother());
     ASSERT_TRUE(app.waitForLog("show: ordered front"));
     screenshot(s, "switcher-open");
 
@@ -155,7 +140,7 @@ TEST(SwitcherEndToEnd, panelTakesTheKeyboardBeepsForUnboundKeysAndClosesOnEscape
 
     ASSERT_TRUE(press(s, {"Escape"}));
     EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s); }, 10s)) << "Escape did not close the panel";
-    EXPECT_TRUE(s.waitUntil([&] { return !keyboardHeldByAnother(s); }, 10s)) << "the keyboard was not given back";
+    EXPECT_TRUE(s.waitUntil([&] { return !s.x().keyboardGrabbedByAnother(); }, 10s)) << "the keyboard was not given back";
 }
 
 TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
@@ -197,7 +182,7 @@ TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
     ASSERT_TRUE(press(s, {"super+space", "x"}));
     EXPECT_TRUE(app.waitForLog("handler: activating discovered 'XTerm'"));
     EXPECT_TRUE(app.waitForLog("activate: 'XTerm' via running instance"));
-    EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s) && !keyboardHeldByAnother(s); }, 10s));
+    EXPECT_TRUE(s.waitUntil([&] { return !panelViewable(s) && !s.x().keyboardGrabbedByAnother(); }, 10s));
 
     // Two keys for the test client.
     ASSERT_TRUE(press(s, {"super+space"}));

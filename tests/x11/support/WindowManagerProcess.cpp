@@ -61,6 +61,10 @@ std::unique_ptr<WindowManagerProcess> WindowManagerProcess::start(Kind kind, con
                                   timeout);
     if (!managed || !gone)
         return nullptr;
+    // Its key bindings come last; until they are grabbed, tests of who owns a combination would race it.
+    constexpr xcb_keycode_t left = 113;  // Left, evdev keycodes (Xvfb's keymap); Openbox binds Ctrl+Alt+Left
+    if (!x.waitUntil([&x] { return x.keyGrabbedByAnother(left, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1); }, timeout))
+        return nullptr;
     return wm;
 }
 

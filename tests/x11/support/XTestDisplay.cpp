@@ -80,6 +80,35 @@ xcb_window_t XTestDisplay::selectionOwner(const char* selection)
     return owner;
 }
 
+bool XTestDisplay::keyGrabbedByAnother(xcb_keycode_t keycode, std::uint16_t modifiers)
+{
+    xcb_generic_error_t* error = xcb_request_check(
+        m_connection,
+        xcb_grab_key_checked(m_connection, 0, m_root, modifiers, keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    if (error) {
+        std::free(error);
+        return true;
+    }
+    xcb_ungrab_key(m_connection, keycode, m_root, modifiers);
+    xcb_flush(m_connection);
+    return false;
+}
+
+bool XTestDisplay::keyboardGrabbedByAnother()
+{
+    auto* reply = xcb_grab_keyboard_reply(
+        m_connection,
+        xcb_grab_keyboard(m_connection, 0, m_root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    const bool held = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
+    const bool ours = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    std::free(reply);
+    if (ours)
+        xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
+    xcb_flush(m_connection);
+    return held;
+}
+
 xcb_window_t XTestDisplay::topLevelAncestor(xcb_window_t window)
 {
     xcb_window_t current = window;

@@ -33,6 +33,10 @@ public:
     QList<uint32_t> cardinals(xcb_window_t window, const char* property);
     QString text(xcb_window_t window, const char* property);
     xcb_window_t selectionOwner(const char* selection);
+    // Whether another client holds a passive grab of this key combination on the root / the keyboard itself:
+    // our own grab attempt is refused then (and released again when it was granted).
+    bool keyGrabbedByAnother(xcb_keycode_t keycode, std::uint16_t modifiers);
+    bool keyboardGrabbedByAnother();
     // The window manager's frame around a client: its child-of-root ancestor.
     xcb_window_t topLevelAncestor(xcb_window_t window);
     bool windowExists(xcb_window_t window);
