@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "../LatencyHarness.h"
 #include "XTestSession.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Desktop.h"
@@ -28,6 +29,8 @@
 
 using namespace tamsinvale;
 using namespace tamsinvale::x11test;
+using tamsinvale::bench::activeWindow;
+using tamsinvale::bench::percentile;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -45,16 +48,6 @@ struct Measurement {
     int unconfirmed = 0;  // overlay configured, but not directly below the target's frame
     std::atomic<int> completed{0};
 };
-
-xcb_window_t activeWindow(xcb_connection_t* c, xcb_window_t root, xcb_atom_t atom)
-{
-    auto* r = xcb_get_property_reply(c, xcb_get_property(c, 0, root, atom, XCB_ATOM_WINDOW, 0, 1), nullptr);
-    xcb_window_t w = XCB_WINDOW_NONE;
-    if (r && r->format == 32 && xcb_get_property_value_length(r) >= 4)
-        std::memcpy(&w, xcb_get_property_value(r), 4);
-    std::free(r);
-    return w;
-}
 
 bool directlyBelow(xcb_connection_t* c, xcb_window_t root, xcb_window_t overlay, xcb_window_t frame)
 {
@@ -135,17 +128,6 @@ void observe(const QString& display, xcb_window_t overlay, Measurement& m, std::
             break;
     }
     xcb_disconnect(c);
-}
-
-double percentile(std::vector<double> sorted, double p)
-{
-    if (sorted.empty())
-        return 0;
-    std::sort(sorted.begin(), sorted.end());
-    const double rank = p * double(sorted.size() - 1);
-    const std::size_t lo = std::size_t(rank);
-    const std::size_t hi = std::min(lo + 1, sorted.size() - 1);
-    return sorted[lo] + (sorted[hi] - sorted[lo]) * (rank - double(lo));
 }
 
 QImage wallpaper()

@@ -23,11 +23,14 @@
 #include <unistd.h>
 #include <vector>
 
+#include "../LatencyHarness.h"
 #include "ChildProcess.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
 
 using namespace tamsinvale::x11test;
+using tamsinvale::bench::activeWindow;
+using tamsinvale::bench::percentile;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
@@ -56,16 +59,6 @@ struct Measurement {
     std::vector<double> samplesMs;
     std::atomic<int> completed{0};
 };
-
-xcb_window_t activeWindow(xcb_connection_t* c, xcb_window_t root, xcb_atom_t atom)
-{
-    auto* r = xcb_get_property_reply(c, xcb_get_property(c, 0, root, atom, XCB_ATOM_WINDOW, 0, 1), nullptr);
-    xcb_window_t w = XCB_WINDOW_NONE;
-    if (r && r->format == 32 && xcb_get_property_value_length(r) >= 4)
-        std::memcpy(&w, xcb_get_property_value(r), 4);
-    std::free(r);
-    return w;
-}
 
 bool holds(xcb_connection_t* c, xcb_window_t root, const Expectation& e)
 {
@@ -133,17 +126,6 @@ void observe(const QString& display, std::vector<xcb_window_t> overlays, Measure
         }
     }
     xcb_disconnect(c);
-}
-
-double percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    const double rank = p * double(v.size() - 1);
-    const std::size_t lo = std::size_t(rank);
-    const std::size_t hi = std::min(lo + 1, v.size() - 1);
-    return v[lo] + (v[hi] - v[lo]) * (rank - double(lo));
 }
 
 // User plus system CPU seconds of a process so far.

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "../LatencyHarness.h"
 #include "ChildProcess.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
@@ -28,6 +29,7 @@
 #include <xcb/xtest.h>
 
 using namespace tamsinvale::x11test;
+using tamsinvale::bench::percentile;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
@@ -106,14 +108,6 @@ void tap(xcb_connection_t* c, std::initializer_list<xcb_keycode_t> chord)
     for (auto it = std::rbegin(chord); it != std::rend(chord); ++it)
         xcb_test_fake_input(c, XCB_KEY_RELEASE, *it, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     xcb_flush(c);
-}
-
-double percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return -1;
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
 }
 
 template <typename F>
