@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "../LatencyHarness.h"
+#include "../x11/LatencyHarness.h"
 #include "XTestSession.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Desktop.h"

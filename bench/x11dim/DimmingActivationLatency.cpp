@@ -23,7 +23,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "../LatencyHarness.h"
+#include "../x11/LatencyHarness.h"
 #include "ChildProcess.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"

@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "../LatencyHarness.h"
+#include "../x11/LatencyHarness.h"
 #include "ChildProcess.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
