@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointF>
 #include <QRectF>
 #include <QString>
 #include <QList>
@@ -32,6 +33,9 @@ public:
     virtual QList<ScreenInfo> screens() const = 0;
     // The screen holding the keyboard focus (NSScreen.mainScreen); primary when nothing has focus.
     virtual std::optional<ScreenInfo> mainScreen() const = 0;
+    // Where the primary display's top-left (the origin of window-server coordinates) lies in the coordinates
+    // top-level windows are placed in: zero on macOS, the primary monitor's root position on X11.
+    virtual QPointF windowSystemOrigin() const { return {}; }
 
 signals:
     void screensChanged();

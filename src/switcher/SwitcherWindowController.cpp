@@ -11,6 +11,7 @@
 #include "SwitcherKeyRouter.h"
 #include "SwitcherView.h"
 #include "platform/Logging.h"
+#include "platform/ScreenCoordinates.h"
 
 namespace tamsinvale {
 
@@ -164,18 +165,15 @@ void SwitcherWindowController::keyDown(const SwitcherKeyEvent& event)
 
 void SwitcherWindowController::placePanel()
 {
-    const QList<ScreenInfo> screens = m_platform.screens ? m_platform.screens->screens() : QList<ScreenInfo>{};
     const std::optional<ScreenInfo> main = m_platform.screens ? m_platform.screens->mainScreen() : std::nullopt;
-    if (!main || screens.isEmpty())
+    if (!main)
         return;
-    // Screen coordinates have y up from the primary display's bottom; the window system's have y down.
-    const double primaryTop = screens.first().frame.bottom();
-    const QRectF visible = main->visibleFrame;
-    const QRectF topDown(visible.x(), primaryTop - visible.y() - visible.height(), visible.width(), visible.height());
+    const ScreenCoordinates coordinates = ScreenCoordinates::of(*m_platform.screens);
+    const QRectF topDown = coordinates.toWindowServer(main->visibleFrame);
     const QSize size = m_window->preferredSize(topDown.size().toSize());
-    const int x = int(topDown.center().x() - size.width() / 2.0);
-    const int y = int(topDown.y() + std::max(0.0, (topDown.height() - size.height()) / 3.0));
-    m_window->setGeometry(QRect(QPoint(x, y), size));
+    const QPointF topLeft(topDown.center().x() - size.width() / 2.0,
+                          topDown.y() + std::max(0.0, (topDown.height() - size.height()) / 3.0));
+    m_window->setGeometry(QRect(coordinates.windowServerToTopLevel(topLeft).toPoint(), size));
 }
 
 }  // namespace tamsinvale

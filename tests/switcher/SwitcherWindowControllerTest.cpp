@@ -92,6 +92,23 @@ TEST(SwitcherPanel, anUnboundKeyBeepsOnceAndEscapeClosesAndReleasesTheKeyboard)
     p.controller.close();
 }
 
+TEST(SwitcherPanel, opensOnThePrimaryMonitorWhenItStandsRightOfAnother)
+{
+    Panel p;
+    // A 1280 × 1024 monitor left of the primary 1920 × 1080: the primary's top-left is at root x 1280.
+    p.desktop.screens.setScreens({FakeScreens::makeScreen(1, QRectF(0, 0, 1920, 1080)),
+                                  FakeScreens::makeScreen(2, QRectF(-1280, 56, 1280, 1024))});
+    p.desktop.screens.setWindowSystemOrigin(QPointF(1280, 0));
+    p.controller.show();
+    ASSERT_TRUE(p.controller.window());
+    const QRect g = p.controller.window()->geometry();
+    EXPECT_GE(g.left(), 1280);
+    EXPECT_LE(g.right(), 1280 + 1920);
+    EXPECT_NEAR(g.center().x(), 1280 + 960, 1);
+    EXPECT_GE(g.top(), 25);
+    p.controller.close();
+}
+
 TEST(SwitcherPanel, opensWithoutTheKeyboardWhenAnotherProgramHoldsIt)
 {
     Panel p;

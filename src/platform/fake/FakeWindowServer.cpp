@@ -1,6 +1,8 @@
 // Stacking, accessibility attributes and panel ordering of the simulated window server.
 #include "FakeWindowServer.h"
 
+#include "platform/ScreenCoordinates.h"
+
 #include "FakeScreens.h"
 
 namespace tamsinvale {
@@ -84,9 +86,7 @@ QList<WindowNumber> FakeWindowServer::stackingOrder() const { return m_stack; }
 
 QRectF FakeWindowServer::toWindowServer(const QRectF& r) const
 {
-    const QList<ScreenInfo> screens = m_screens.screens();
-    const double h = screens.isEmpty() ? 0.0 : screens.first().frame.height();
-    return QRectF(r.x(), h - r.y() - r.height(), r.width(), r.height());
+    return ScreenCoordinates::of(m_screens).toWindowServer(r);
 }
 
 std::optional<WindowSnapshot> FakeWindowServer::onScreenWindows() const

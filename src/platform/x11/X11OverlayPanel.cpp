@@ -1,6 +1,8 @@
 // Override-redirect panel windows: drawn once into a background pixmap, stacked with checked configure requests.
 #include "X11OverlayPanel.h"
 
+#include "platform/ScreenCoordinates.h"
+
 #include "X11PanelContext.h"
 #include "platform/Logging.h"
 
@@ -78,11 +80,8 @@ bool X11OverlayPanel::offline() const
 
 QRect X11OverlayPanel::rootRect(const QRectF& frame) const
 {
-    // Screen coordinates grow upwards from the primary display's bottom edge; X grows downwards from the root's top.
     const QRect primary = m_context->primaryMonitor();
-    const int x = primary.x() + int(std::lround(frame.x()));
-    const int y = primary.y() + int(std::lround(primary.height() - frame.y() - frame.height()));
-    return QRect(x, y, std::max(1, int(std::lround(frame.width()))), std::max(1, int(std::lround(frame.height()))));
+    return ScreenCoordinates(QRectF(QPointF(0, 0), primary.size()), primary.topLeft()).toTopLevel(frame);
 }
 
 void X11OverlayPanel::setFrame(const QRectF& frame)

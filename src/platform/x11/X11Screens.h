@@ -30,6 +30,7 @@ public:
 
     QList<ScreenInfo> screens() const override;
     std::optional<ScreenInfo> mainScreen() const override;
+    QPointF windowSystemOrigin() const override { return origin(); }
 
     // Monitors in root coordinates, primary first (cached like screens()).
     QList<X11Monitor> monitors() const;
