@@ -135,16 +135,3 @@ TEST(PermissionsMonitor, aPermissionTakenAwayWhileRunningIsLoggedAsChangedToFals
     EXPECT_EQ(l.log.lines(), QStringList{"info: screenRecording changed: false"});
     EXPECT_EQ(PermissionsBanner::from(l.monitor()).screenRecording.state, PermissionRow::State::missing);
 }
-
-TEST(PermissionsMonitor, theBannerButtonsOpenTheSystemSettingsPages)
-{
-    FakeDesktop desktop;
-    PermissionsMonitor monitor(desktop.server, desktop.scheduler);
-    QStringList opened;
-    monitor.openAccessibilitySettings();  // no opener on this desktop: nothing happens
-    monitor.setUrlOpener([&](const QString& url) { opened << url; });
-    monitor.openAccessibilitySettings();
-    monitor.openScreenRecordingSettings();
-    EXPECT_EQ(opened, (QStringList{"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility",
-                                   "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"}));
-}

@@ -89,19 +89,6 @@ TEST(Updater, mirrorsTheFrameworkAndForwardsChecksAndTheAutomaticSetting)
     EXPECT_EQ(framework.checks, 1);
 }
 
-TEST(Updater, withoutAFrameworkNothingIsOffered)
-{
-    FakeDefaults defaults;
-    Updater updater(defaults, nullptr);
-    updater.start();
-    updater.checkForUpdates();
-    updater.setAutomaticallyChecksForUpdates(true);
-    EXPECT_FALSE(updater.isAvailable());
-    EXPECT_FALSE(updater.canCheckForUpdates());
-    EXPECT_FALSE(updater.automaticallyChecksForUpdates());
-    EXPECT_FALSE(defaults.value("tamsinvale.installID"));
-}
-
 TEST(Updater, checkForUpdatesIsInTheMenuOnlyWhereThereIsAFramework)
 {
     auto titles = [](const TamsinvaleApp& app) {
