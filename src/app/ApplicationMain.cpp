@@ -30,6 +30,10 @@
 #include "platform/x11/X11Workspace.h"
 #include "dimming/DimmingServices.h"
 #include "dimming/FocusDimmer.h"
+#include "inactive/AppUsageTracker.h"
+#include "inactive/InactiveAppsServices.h"
+#include "inactive/InactiveAppsWindowController.h"
+#include "platform/x11/X11FloatingPanel.h"
 #include "services/LaunchOverlayController.h"
 #include "settings/HotKeyKind.h"
 #include "settings/SettingsStore.h"
@@ -154,6 +158,11 @@ int runApplication(int argc, char** argv, bool verbose)
             return std::make_shared<X11KeyWatch>(x11->connection(), escapeKeyCode, std::move(onKey));
         });
     const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
+    InactiveAppsServices inactive(platform, settings, AppUsageTracker::shared(), &switcher.icons());
+    inactive.install(services);
+    inactive.controller().preparePanel = [&x11](QWidget* panel) {
+        X11FloatingPanel::prepare(x11->connection(), static_cast<xcb_window_t>(panel->winId()));
+    };
     TamsinvaleApp app(platform, settings, services);
     ControlService control(app);
     switch (control.claim()) {

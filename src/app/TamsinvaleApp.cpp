@@ -204,7 +204,8 @@ QStringList TamsinvaleApp::actionNames()
     return {QStringLiteral("app-switcher"),  QStringLiteral("window-switcher"), QStringLiteral("quick-dim"),
             QStringLiteral("clear-inactive-screens"), QStringLiteral("snap-left"), QStringLiteral("snap-right"),
             QStringLiteral("next-display"),  QStringLiteral("size"),            QStringLiteral("insert-date"),
-            QStringLiteral("next-wallpaper"), QStringLiteral("settings"),       QStringLiteral("quit")};
+            QStringLiteral("next-wallpaper"), QStringLiteral("settings"),       QStringLiteral("quit"),
+            QStringLiteral("close-inactive-apps")};
 }
 
 // The same paths as the hotkeys and the menu, so scripts see exactly what a key press does.
@@ -266,6 +267,10 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
     if (action == QLatin1String("settings")) {
         perform(MenuCommand::settings);
         return m_services.showSettings ? ActionResult{} : notBuilt("the settings window");
+    }
+    if (action == QLatin1String("close-inactive-apps")) {
+        perform(MenuCommand::closeInactiveApps);
+        return m_services.showInactiveApps ? ActionResult{} : notBuilt("closing inactive apps");
     }
     if (action == QLatin1String("quit")) {
         // After the reply has gone out.
