@@ -261,15 +261,14 @@ void InactivePanel::rebuild()
 
 QSize InactivePanel::preferredSize(const QSize& available) const
 {
+    // What the layout asks for, with the list as tall as its rows (up to maxVisibleRows) rather than the scroll
+    // area's own guess.
+    int height = layout()->sizeHint().height();
     const qsizetype count = m_view ? m_view->rows().size() : 0;
-    int height = 14 + 22 + 10 + 28 + 10 + 34 + 14;  // margins, title, threshold, footer
-    if (count == 0) {
-        height += m_empty->sizeHint().height() + 10;
-    } else {
-        const int rowHeight = m_rowsLayout && m_rowsLayout->count() > 0 && m_rowsLayout->itemAt(0)->widget()
-            ? m_rowsLayout->itemAt(0)->widget()->sizeHint().height() + 2
-            : iconSize + 12;
-        height += int(std::min<qsizetype>(count, maxVisibleRows)) * rowHeight + 10;
+    if (count > 0 && m_rowsHost) {
+        const int rows = m_rowsHost->sizeHint().height();
+        const int perRow = int(rows / std::max<qsizetype>(count, 1));
+        height += std::min(rows, perRow * maxVisibleRows) - m_scroll->sizeHint().height();
     }
     return QSize(std::min(panelWidth, available.width()), std::min(height, available.height()));
 }

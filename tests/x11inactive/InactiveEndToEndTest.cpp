@@ -176,7 +176,8 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     EXPECT_EQ(xtools::activeWindow(), front->window(0)) << "opening the window took the focus";
     const auto state = xtools::property(*panel, "_NET_WM_STATE");
     ASSERT_TRUE(state);
-    EXPECT_TRUE(state->contains("_NET_WM_STATE_STICKY")) << state->toStdString();
+    // On every desktop: the manager keeps it on "all desktops" (Openbox does so without a sticky state).
+    EXPECT_EQ(xtools::property(*panel, "_NET_WM_DESKTOP").value_or(QString()).trimmed(), "4294967295");
     EXPECT_TRUE(state->contains("_NET_WM_STATE_ABOVE")) << state->toStdString();
     EXPECT_TRUE(state->contains("_NET_WM_STATE_SKIP_TASKBAR")) << state->toStdString();
     const auto geometry = xtools::geometry(*panel);
@@ -185,6 +186,11 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     EXPECT_GE(geometry->top(), 0);
     EXPECT_LE(geometry->bottom(), 1080);
     screenshot(s, "inactive-apps-window");
+    // The window alone, with a little of the desktop around it, for the README.
+    const QRect around = geometry->adjusted(-24, -24, 24, 24);
+    s.tool({"import", "-window", "root", "-crop",
+            QStringLiteral("%1x%2+%3+%4").arg(around.width()).arg(around.height()).arg(around.x()).arg(around.y()),
+            artifactsDir() + "/inactive-apps-window-alone.png"});
 
     // Quit All (bottom right): close requests through the window manager.
     const QPoint quitAll(geometry->right() - 16 - 30, geometry->bottom() - 14 - 14);
