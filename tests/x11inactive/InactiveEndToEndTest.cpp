@@ -11,12 +11,15 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <unistd.h>
 
 #include "ChildProcess.h"
 #include "ProgramRun.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
 #include "XTools.h"
+#include "platform/x11/X11Desktop.h"
+#include "platform/x11/X11Workspace.h"
 
 using namespace tamsinvale::x11test;
 using namespace std::chrono_literals;
@@ -80,6 +83,7 @@ public:
                                 + QStringList{tamsinvalePath} + args);
     }
     bool running() { return m_process && m_process->running(); }
+    pid_t pid() const { return m_process ? m_process->pid() : -1; }
 
     QStringList env;
 
@@ -186,6 +190,8 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     EXPECT_GE(geometry->top(), 0);
     EXPECT_LE(geometry->bottom(), 1080);
     screenshot(s, "inactive-apps-window");
+    // Its own window does not make Tamsinvale an application to quit.
+    EXPECT_FALSE(listedPids(app.command({"inactive", "--hours", "1", "--json"}).output.toUtf8()).contains(int(app.pid())));
     // The window alone, with a little of the desktop around it, for the README.
     const QRect around = geometry->adjusted(-24, -24, 24, 24);
     s.tool({"import", "-window", "root", "-crop",
@@ -221,4 +227,34 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     EXPECT_TRUE(app.running());
 
     s.resetMonitors();
+}
+
+// The X11 side of quitting on its own: every window of the application is asked through the window manager; an
+// application whose windows cannot be asked (no WM_DELETE_WINDOW, which a manager answers by killing the client)
+// is not asked at all, and stays.
+TEST(InactiveEndToEnd, requestQuitAsksEachWindowAndNeverOneThatCanOnlyBeKilled)
+{
+    XTestSession& s = XTestSession::get();
+    tamsinvale::X11Workspace& workspace = s.desktop().workspace();
+    WindowSpec second = window("Second Window", "TwoWindows", 500, 300);
+    auto two = s.client({window("First Window", "TwoWindows", 300, 200), second});
+    ASSERT_TRUE(two);
+    WindowSpec plain = window("No Close Protocol", "NoCloseProtocol", 600, 400);
+    plain.supportsDelete = false;
+    auto noProtocol = s.client({plain});
+    ASSERT_TRUE(noProtocol);
+
+    EXPECT_FALSE(workspace.requestQuit(noProtocol->pid()));
+    EXPECT_TRUE(workspace.requestQuit(two->pid()));
+    QSet<QString> asked;
+    for (int i = 0; i < 2; ++i)
+        if (const auto line = two->process().readLineStartingWith("delete-window", 10s))
+            asked.insert(*line);
+    EXPECT_EQ(asked, (QSet<QString>{"delete-window 0 closing", "delete-window 1 closing"}));
+    EXPECT_TRUE(two->process().waitForExit(10s));
+    // Once the other client is gone (the manager has handled everything sent before), the one without the
+    // protocol is still there: nothing killed it.
+    EXPECT_TRUE(noProtocol->process().running());
+    EXPECT_TRUE(s.x().windowExists(noProtocol->window(0)));
+    EXPECT_FALSE(workspace.requestQuit(int(::getpid())));
 }

@@ -25,6 +25,8 @@ QString WindowSpec::argument() const
         parts << QStringLiteral("pid=0");
     if (ignoresDelete)
         parts << QStringLiteral("delete=ignore");
+    if (!supportsDelete)
+        parts << QStringLiteral("delete=unsupported");
     return parts.join(QLatin1Char(';'));
 }
 

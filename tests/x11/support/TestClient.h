@@ -25,6 +25,7 @@ struct WindowSpec {
     int strutTopStartX = 0, strutTopEndX = 0;
     bool setPid = true;                       // false: no _NET_WM_PID, as Xt programs do
     bool ignoresDelete = false;               // stays open when asked to close (WM_DELETE_WINDOW)
+    bool supportsDelete = true;               // false: no WM_DELETE_WINDOW protocol at all
 
     QString argument() const;
 };

@@ -3,7 +3,8 @@
 // usage: tamsinvale-testclient [--window WINDOW]...
 //   WINDOW is "key=value;…" with title, instance, class, size=WxH, pos=X,Y, type=normal|dialog|utility|dock,
 //   state=above,fullscreen,hidden,maximized, transient=INDEX, strut-top=HEIGHT,START_X,END_X, pid=0,
-//   delete=ignore (the window stays open when asked to close, as one asking about unsaved work would).
+//   delete=ignore (the window stays open when asked to close, as one asking about unsaved work would),
+//   delete=unsupported (no WM_DELETE_WINDOW in WM_PROTOCOLS: the window cannot be asked to close).
 // It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one),
 // then "ready"; "delete-window INDEX closing|ignored" whenever a window receives WM_DELETE_WINDOW.
 // Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
@@ -121,7 +122,8 @@ xcb_window_t createWindow(const std::string& windowSpec)
         xcb_icccm_wm_hints_set_normal(&wmHints);
     xcb_icccm_set_wm_hints(c, win, &wmHints);
     xcb_atom_t deleteWindow = atom("WM_DELETE_WINDOW");
-    xcb_icccm_set_wm_protocols(c, win, atom("WM_PROTOCOLS"), 1, &deleteWindow);
+    if (!(kv.count("delete") && kv["delete"] == "unsupported"))
+        xcb_icccm_set_wm_protocols(c, win, atom("WM_PROTOCOLS"), 1, &deleteWindow);
 
     std::string typeAtom = "_NET_WM_WINDOW_TYPE_NORMAL";
     if (type == "dialog") typeAtom = "_NET_WM_WINDOW_TYPE_DIALOG";
