@@ -20,13 +20,17 @@ public:
                          AppIconStore* icons);
     ~InactiveAppsServices();
 
-    // Fills `usageTrackerStart` and `showInactiveApps`.
+    // Seconds after tracking starts at which the window's text drawing is prepared (the app is idle by then).
+    static constexpr double prepareAfterSeconds = 1.0;
+
+    // Fills `usageTrackerStart` (which also schedules the window's preparation) and `showInactiveApps`.
     void install(AppServices& services);
 
     AppUsageTracker& tracker() { return m_tracker; }
     InactiveAppsWindowController& controller() { return *m_controller; }
 
 private:
+    Platform m_platform;
     AppUsageTracker& m_tracker;
     std::unique_ptr<InactiveAppsWindowController> m_controller;
 };

@@ -1,6 +1,7 @@
 // Widgets of the inactive apps window, rebuilt from the view whenever it changes.
 #include "InactivePanel.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -161,6 +162,26 @@ InactivePanel::InactivePanel(AppIconStore* icons, QWidget* parent) : QWidget(par
 
 InactivePanel::~InactivePanel() = default;
 
+void InactivePanel::prepareTextDrawing()
+{
+    QImage scratch(240, 48, QImage::Format_ARGB32_Premultiplied);
+    scratch.fill(Qt::transparent);
+    QPainter p(&scratch);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QString sample = QStringLiteral("Inactive Apps Last used 4 days ago Quit All 48 hours");
+    QFont font = QApplication::font();
+    for (const auto& [pixelSize, bold] : {std::pair{0, false}, std::pair{15, true}, std::pair{11, false}}) {
+        QFont f = font;
+        if (pixelSize > 0)
+            f.setPixelSize(pixelSize);
+        f.setBold(bold);
+        p.setFont(f);
+        p.drawText(QRect(0, 0, 240, 48), Qt::AlignLeft, sample);
+    }
+    p.end();
+    initialIcon(QStringLiteral("A"), iconSize);
+}
+
 void InactivePanel::setView(InactiveAppsView* view)
 {
     disconnect(m_viewConnection);
@@ -169,6 +190,8 @@ void InactivePanel::setView(InactiveAppsView* view)
         m_viewConnection = connect(view, &InactiveAppsView::changed, this, &InactivePanel::rebuild);
     rebuild();
 }
+
+InactiveAppsView* InactivePanel::view() const { return m_view; }
 
 QPixmap InactivePanel::iconFor(int index) const
 {

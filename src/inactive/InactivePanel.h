@@ -31,9 +31,13 @@ public:
     explicit InactivePanel(AppIconStore* icons, QWidget* parent = nullptr);
     ~InactivePanel() override;
 
+    // Loads what the first text drawn in the process needs (font engines, fallback fonts: a few hundred ms on a
+    // busy machine) by drawing the panel's kinds of text once off screen, so that no showing waits for it.
+    static void prepareTextDrawing();
+
     // Installs a view's content; null releases it (the next view gets fresh widgets).
     void setView(InactiveAppsView* view);
-    InactiveAppsView* view() const { return m_view; }
+    InactiveAppsView* view() const;
 
     // The size the panel wants for its content, within `available`.
     QSize preferredSize(const QSize& available) const;
