@@ -36,6 +36,10 @@
 #include "dimming/DimmingServices.h"
 #include "dimming/MediaPlayback.h"
 #include "dimming/FocusDimmer.h"
+#include "inactive/AppUsageTracker.h"
+#include "inactive/InactiveAppsServices.h"
+#include "inactive/InactiveAppsWindowController.h"
+#include "platform/x11/X11FloatingPanel.h"
 #include "services/LaunchOverlayController.h"
 #include "services/LoginItem.h"
 #include "services/SystemServices.h"
@@ -171,6 +175,11 @@ int runApplication(int argc, char** argv, bool verbose)
     systemServices.install(services);
     const std::unique_ptr<DimmingServices> dimming =
         installDimming(services, platform, settings, systemServices.createMediaPlayback());
+    InactiveAppsServices inactive(platform, settings, AppUsageTracker::shared(), &switcher.icons());
+    inactive.install(services);
+    inactive.controller().preparePanel = [&x11](QWidget* panel) {
+        X11FloatingPanel::prepare(x11->connection(), static_cast<xcb_window_t>(panel->winId()));
+    };
     TamsinvaleApp app(platform, settings, services);
     QObject::connect(systemServices.loginItem(), &LoginItem::isEnabledChanged, &app, &TamsinvaleApp::menuChanged);
     ControlService control(app);

@@ -221,7 +221,7 @@ QStringList TamsinvaleApp::actionNames()
             QStringLiteral("clear-inactive-screens"), QStringLiteral("snap-left"), QStringLiteral("snap-right"),
             QStringLiteral("next-display"),  QStringLiteral("size"),            QStringLiteral("insert-date"),
             QStringLiteral("next-wallpaper"), QStringLiteral("settings"),       QStringLiteral("launch-at-login"),
-            QStringLiteral("quit")};
+            QStringLiteral("close-inactive-apps"), QStringLiteral("quit")};
 }
 
 // The same paths as the hotkeys and the menu, so scripts see exactly what a key press does.
@@ -285,6 +285,10 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
     if (action == QLatin1String("settings")) {
         perform(MenuCommand::settings);
         return m_services.showSettings ? ActionResult{} : notBuilt("the settings window");
+    }
+    if (action == QLatin1String("close-inactive-apps")) {
+        perform(MenuCommand::closeInactiveApps);
+        return m_services.showInactiveApps ? ActionResult{} : notBuilt("closing inactive apps");
     }
     if (action == QLatin1String("quit")) {
         // After the reply has gone out.

@@ -6,6 +6,7 @@
 #include "ApplicationMain.h"
 #include "ControlService.h"
 #include "DebugCommand.h"
+#include "InactiveCommand.h"
 #include "SettingsCommand.h"
 #include "ShortcutsCommand.h"
 #include "platform/linux/PlistDefaultsDomain.h"
@@ -19,6 +20,7 @@ const char* usage =
     "       tamsinvale settings …         read, change, import and export settings (tamsinvale settings --help)\n"
     "       tamsinvale shortcuts …        bind keys to applications for the app switcher (tamsinvale shortcuts --help)\n"
     "       tamsinvale debug …            print what Tamsinvale sees of the desktop (tamsinvale debug --help)\n"
+    "       tamsinvale inactive [--hours H] [--json]   apps not used for H hours (tamsinvale inactive --help)\n"
     "\n"
     "--verbose (or TAMSINVALE_VERBOSE=1) also logs the debug lines of every area.\n";
 
@@ -55,6 +57,8 @@ int main(int argc, char** argv)
         return runControl(argc, argv, arguments.mid(1));
     if (command == QLatin1String("debug"))
         return tamsinvale::runDebugCommand(argc, argv, arguments.mid(1));
+    if (command == QLatin1String("inactive"))
+        return tamsinvale::runInactiveMain(argc, argv, arguments.mid(1));
     if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(usage, stdout);
         return 0;

@@ -44,6 +44,10 @@ public:
 
     // Brings an application forward; all windows, or only its frontmost one.
     virtual bool activate(std::int32_t pid, bool allWindows) = 0;
+    // Asks an application to quit as the user would (macOS `terminate`; on X11 a close request for each of its
+    // windows), so that it can ask to save unsaved work or refuse; never forced. False when no request could be
+    // made: the application is gone, or none of its windows accepts a close request.
+    virtual bool requestQuit(std::int32_t pid) = 0;
 
     // This process.
     virtual std::int32_t ownPid() const = 0;

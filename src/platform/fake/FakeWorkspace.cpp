@@ -74,6 +74,19 @@ bool FakeWorkspace::activate(std::int32_t pid, bool allWindows)
     return true;
 }
 
+bool FakeWorkspace::requestQuit(std::int32_t pid)
+{
+    m_quitRequests.append(pid);
+    if (!m_apps.contains(pid) || pid == m_ownPid)
+        return false;
+    const auto [behaviour, delay] = m_quitScripts.value(pid, {QuitBehaviour::quits, 0.5});
+    if (behaviour == QuitBehaviour::cannotBeAsked)
+        return false;
+    if (behaviour == QuitBehaviour::quits)
+        m_scheduler.postAfter(delay, [this, pid] { terminate(pid); });
+    return true;
+}
+
 std::optional<QString> FakeWorkspace::urlForApplication(const QString& bundleIdentifier) const
 {
     if (!m_installed.contains(bundleIdentifier))

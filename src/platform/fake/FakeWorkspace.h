@@ -27,6 +27,15 @@ public:
     void scriptOpen(const QString& path, bool succeeds, std::optional<RunningApp> launches = std::nullopt,
                     double delay = 0.5);
 
+    // What an application does when asked to quit: quits `delay` seconds later, ignores the request (as one
+    // asking the user about unsaved work), or cannot be asked at all. Unscripted applications quit after 0.5 s.
+    enum class QuitBehaviour { quits, ignores, cannotBeAsked };
+    void scriptQuit(std::int32_t pid, QuitBehaviour behaviour, double delay = 0.5)
+    {
+        m_quitScripts.insert(pid, {behaviour, delay});
+    }
+    QList<std::int32_t> quitRequests() const { return m_quitRequests; }
+
     int beeps() const { return m_beeps; }
     QStringList openRequests() const { return m_openRequests; }
     QList<std::pair<std::int32_t, bool>> activations() const { return m_activations; }
@@ -35,6 +44,7 @@ public:
     QList<RunningApp> runningApplications() const override { return m_apps.values(); }
     std::optional<RunningApp> runningApplication(std::int32_t pid) const override;
     bool activate(std::int32_t pid, bool allWindows) override;
+    bool requestQuit(std::int32_t pid) override;
     std::int32_t ownPid() const override { return m_ownPid; }
     std::optional<QString> ownBundleIdentifier() const override { return QStringLiteral("org.tamsinvale.Tamsinvale"); }
     std::optional<QString> urlForApplication(const QString& bundleIdentifier) const override;
@@ -58,6 +68,8 @@ private:
     QMap<QString, OpenScript> m_openScripts;
     QStringList m_openRequests;
     QList<std::pair<std::int32_t, bool>> m_activations;
+    QMap<std::int32_t, std::pair<QuitBehaviour, double>> m_quitScripts;
+    QList<std::int32_t> m_quitRequests;
     int m_beeps = 0;
 };
 

@@ -553,4 +553,60 @@ bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows)
     return activate(top, accepted);
 }
 
+xcb_atom_t X11WindowActions::deleteWindowAtom()
+{
+    if (m_deleteWindow == XCB_ATOM_NONE) {
+        xcb_connection_t* c = m_connection.xcb();
+        static const char name[] = "WM_DELETE_WINDOW";
+        Owned<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, sizeof name - 1, name), nullptr));
+        if (reply)
+            m_deleteWindow = reply->atom;
+    }
+    return m_deleteWindow;
+}
+
+bool X11WindowActions::requestClose(xcb_window_t window)
+{
+    const xcb_atom_t deleteWindow = deleteWindowAtom();
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    // A client that does not take part in WM_DELETE_WINDOW can only be killed; that is never ours to do.
+    if (deleteWindow == XCB_ATOM_NONE || !atoms(window, e->WM_PROTOCOLS).contains(deleteWindow))
+        return false;
+    const xcb_timestamp_t time = serverTime();
+    if (managerSupports(e->_NET_CLOSE_WINDOW)) {
+        sendToManager(window, e->_NET_CLOSE_WINDOW, {time, sourcePager, 0, 0, 0});
+    } else {
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = window;
+        event.type = e->WM_PROTOCOLS;
+        event.data.data32[0] = deleteWindow;
+        event.data.data32[1] = time;
+        xcb_send_event(m_connection.xcb(), 0, window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
+        xcb_flush(m_connection.xcb());
+    }
+    qCDebug(lcActions, "asked window 0x%x to close", window);
+    return true;
+}
+
+bool X11WindowActions::requestCloseApplication(std::int32_t pid)
+{
+    const FreshReads fresh(m_reader);
+    if (pid <= 0)
+        return false;
+    const auto clients = m_reader.clientList();
+    if (!clients)
+        return false;
+    bool asked = false;
+    // Every managed window of it, dialogs included: each is one the user could close by hand.
+    for (const X11Window& w : m_reader.read(*clients)) {
+        if (!w.exists || w.pid != pid || w.type == X11WindowType::dock || w.type == X11WindowType::desktop)
+            continue;
+        asked = requestClose(w.id) || asked;
+    }
+    return asked;
+}
+
 }  // namespace tamsinvale

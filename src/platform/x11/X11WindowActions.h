@@ -49,6 +49,14 @@ public:
     // (in their present order, just below it). True once the manager reports one of them active.
     bool activateApplication(std::int32_t pid, bool allWindows);
 
+    // Asks a client window to close the way its own close button would: `_NET_CLOSE_WINDOW` through the manager
+    // (plain WM_DELETE_WINDOW without an EWMH manager), so the application can ask about unsaved work or refuse.
+    // Only a window that takes part in WM_DELETE_WINDOW is asked: managers kill the others outright. False when
+    // the window is gone or does not take part.
+    bool requestClose(xcb_window_t window);
+    // The same for every window of a process; true when at least one was asked.
+    bool requestCloseApplication(std::int32_t pid);
+
     // A real server timestamp, for requests the manager judges by time (focus stealing prevention).
     xcb_timestamp_t serverTime();
 
@@ -81,12 +89,14 @@ private:
                  bool settle = false);
     SizeHints sizeHints(xcb_window_t window) const;
     QList<xcb_atom_t> atoms(xcb_window_t window, xcb_atom_t property) const;
+    xcb_atom_t deleteWindowAtom();
 
     X11Connection& m_connection;
     const X11WindowReader& m_reader;
     const X11Screens& m_screens;
     std::unique_ptr<Helper> m_helper;
     std::chrono::milliseconds m_managerTimeout{1000};
+    xcb_atom_t m_deleteWindow = XCB_ATOM_NONE;
 };
 
 }  // namespace tamsinvale

@@ -176,6 +176,14 @@ RunningApp X11Workspace::appFor(std::int32_t pid, const QList<X11Window>& window
     } else {
         app.localizedName = executableOf(pid);
     }
+    // A running Tamsinvale seen from another of our processes (`tamsinvale inactive`, `debug`) is still a tray
+    // utility, whatever panels it shows; its windows carry our class name.
+    const std::optional<QString> own = ownBundleIdentifier();
+    if (pid != ownPid() && app.bundleIdentifier && own
+        && app.bundleIdentifier->compare(*own, Qt::CaseInsensitive) == 0) {
+        app.bundleIdentifier = own;
+        app.activationPolicy = ActivationPolicy::accessory;
+    }
     if (pid == ownPid()) {
         app.bundleIdentifier = ownBundleIdentifier();
         app.localizedName = QCoreApplication::applicationName();
@@ -238,6 +246,12 @@ std::optional<RunningApp> X11Workspace::frontmostApplication() const
 bool X11Workspace::activate(std::int32_t pid, bool allWindows)
 {
     return m_actions && m_actions->activateApplication(pid, allWindows);
+}
+
+bool X11Workspace::requestQuit(std::int32_t pid)
+{
+    // An X application has no "quit" request of its own; closing every window is what quitting it by hand means.
+    return pid != ownPid() && m_actions && m_actions->requestCloseApplication(pid);
 }
 
 std::int32_t X11Workspace::ownPid() const { return static_cast<std::int32_t>(::getpid()); }

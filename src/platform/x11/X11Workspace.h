@@ -28,6 +28,7 @@ public:
     QList<RunningApp> runningApplications() const override;
     std::optional<RunningApp> runningApplication(std::int32_t pid) const override;
     bool activate(std::int32_t pid, bool allWindows) override;
+    bool requestQuit(std::int32_t pid) override;
     std::int32_t ownPid() const override;
     std::optional<QString> ownBundleIdentifier() const override;
     std::optional<QString> urlForApplication(const QString& bundleIdentifier) const override;

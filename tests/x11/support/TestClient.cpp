@@ -23,6 +23,10 @@ QString WindowSpec::argument() const
         parts << QStringLiteral("strut-top=%1,%2,%3").arg(strutTop).arg(strutTopStartX).arg(strutTopEndX);
     if (!setPid)
         parts << QStringLiteral("pid=0");
+    if (ignoresDelete)
+        parts << QStringLiteral("delete=ignore");
+    if (!supportsDelete)
+        parts << QStringLiteral("delete=unsupported");
     return parts.join(QLatin1Char(';'));
 }
 

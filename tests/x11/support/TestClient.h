@@ -24,6 +24,8 @@ struct WindowSpec {
     int strutTop = 0;                         // for docks: reserved height along the root's top edge
     int strutTopStartX = 0, strutTopEndX = 0;
     bool setPid = true;                       // false: no _NET_WM_PID, as Xt programs do
+    bool ignoresDelete = false;               // stays open when asked to close (WM_DELETE_WINDOW)
+    bool supportsDelete = true;               // false: no WM_DELETE_WINDOW protocol at all
 
     QString argument() const;
 };

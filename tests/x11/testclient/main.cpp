@@ -2,9 +2,12 @@
 //
 // usage: tamsinvale-testclient [--window WINDOW]...
 //   WINDOW is "key=value;…" with title, instance, class, size=WxH, pos=X,Y, type=normal|dialog|utility|dock,
-//   state=above,fullscreen,hidden,maximized, transient=INDEX, strut-top=HEIGHT,START_X,END_X, pid=0.
+//   state=above,fullscreen,hidden,maximized, transient=INDEX, strut-top=HEIGHT,START_X,END_X, pid=0,
+//   delete=ignore (the window stays open when asked to close, as one asking about unsaved work would),
+//   delete=unsupported (no WM_DELETE_WINDOW in WM_PROTOCOLS: the window cannot be asked to close).
 // It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one),
-// then "ready". Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
+// then "ready"; "delete-window INDEX closing|ignored" whenever a window receives WM_DELETE_WINDOW.
+// Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
 #include <xcb/xcb.h>
 #include <xcb/xcb_icccm.h>
 
@@ -29,6 +32,7 @@ std::map<std::string, xcb_atom_t> atoms;
 std::vector<xcb_window_t> windows;            // by index; XCB_WINDOW_NONE once closed
 std::map<xcb_window_t, int> pending;          // created, not yet managed
 bool managerPresent = false;
+std::set<xcb_window_t> ignoresDelete;         // windows that stay open when asked to close
 
 xcb_atom_t atom(const std::string& name)
 {
@@ -118,7 +122,8 @@ xcb_window_t createWindow(const std::string& windowSpec)
         xcb_icccm_wm_hints_set_normal(&wmHints);
     xcb_icccm_set_wm_hints(c, win, &wmHints);
     xcb_atom_t deleteWindow = atom("WM_DELETE_WINDOW");
-    xcb_icccm_set_wm_protocols(c, win, atom("WM_PROTOCOLS"), 1, &deleteWindow);
+    if (!(kv.count("delete") && kv["delete"] == "unsupported"))
+        xcb_icccm_set_wm_protocols(c, win, atom("WM_PROTOCOLS"), 1, &deleteWindow);
 
     std::string typeAtom = "_NET_WM_WINDOW_TYPE_NORMAL";
     if (type == "dialog") typeAtom = "_NET_WM_WINDOW_TYPE_DIALOG";
@@ -148,6 +153,8 @@ xcb_window_t createWindow(const std::string& windowSpec)
                       static_cast<uint32_t>(end), 0, 0});
         setCardinals(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, {0, 0, static_cast<uint32_t>(height), 0});
     }
+    if (kv.count("delete") && kv["delete"] == "ignore")
+        ignoresDelete.insert(win);
     xcb_map_window(c, win);
     xcb_flush(c);
     return win;
@@ -322,9 +329,17 @@ int main(int argc, char** argv)
             } else if (type == XCB_CLIENT_MESSAGE) {
                 const auto* e = reinterpret_cast<xcb_client_message_event_t*>(event);
                 if (e->type == atom("WM_PROTOCOLS") && e->data.data32[0] == atom("WM_DELETE_WINDOW")) {
-                    closeWindow(e->window);
-                    if (!anyOpen())
-                        return 0;
+                    const auto known = std::find(windows.begin(), windows.end(), e->window);
+                    const bool ignore = ignoresDelete.count(e->window) > 0;
+                    std::printf("delete-window %d %s\n",
+                                known == windows.end() ? -1 : static_cast<int>(known - windows.begin()),
+                                ignore ? "ignored" : "closing");
+                    std::fflush(stdout);
+                    if (!ignore) {
+                        closeWindow(e->window);
+                        if (!anyOpen())
+                            return 0;
+                    }
                 }
             }
             std::free(event);
