@@ -1,6 +1,7 @@
 // Painting of the window switcher panel and translation of its own key and mouse events into the view's words.
 #include "WSFocusablePanel.h"
 
+#include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -121,26 +122,34 @@ void WSFocusablePanel::paintEvent(QPaintEvent*)
     p.fillPath(fieldPath, QColor(255, 255, 255, 34));
     p.setPen(QColor(90, 140, 230));
     p.drawPath(fieldPath);
+    QFont fieldFont = p.font();
+    fieldFont.setPixelSize(14);
+    p.setFont(fieldFont);
     const QRectF text = field.adjusted(12, 0, -12, 0);
     if (m_view->filter().isEmpty()) {
         p.setPen(secondaryText);
-        p.drawText(text, Qt::AlignVCenter | Qt::AlignLeft, WindowsSwitcherView::placeholder);
+        p.drawText(text.adjusted(4, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft, WindowsSwitcherView::placeholder);
     } else {
         p.setPen(Qt::white);
         p.drawText(text, Qt::AlignVCenter | Qt::AlignLeft, m_view->filter());
     }
-    const double caretX = text.left() + p.fontMetrics().horizontalAdvance(m_view->filter()) + 1;
+    const double caretX = text.left() + QFontMetricsF(fieldFont).horizontalAdvance(m_view->filter()) + 1;
     p.fillRect(QRectF(std::min(caretX, text.right()), field.top() + 9, 1.5, field.height() - 18), QColor(220, 225, 235));
 
     const QList<WindowSwitcherRow> rows = m_view->rows();
     if (rows.isEmpty()) {
         p.setPen(secondaryText);
+        p.setFont(fieldFont);
         p.drawText(QRectF(0, headerHeight, width(), rowHeight * 2), Qt::AlignCenter,
                    m_view->filter().isEmpty() ? QStringLiteral("No windows") : QStringLiteral("No matching windows"));
     }
     QFont titleFont = p.font();
+    titleFont.setPixelSize(14);
     QFont nameFont = p.font();
-    nameFont.setPointSizeF(nameFont.pointSizeF() * 0.85);
+    nameFont.setPixelSize(11);
+    const QFontMetricsF titleMetrics(titleFont), nameMetrics(nameFont);
+    // Title and application name as one block, centred in the row.
+    const double block = titleMetrics.height() + nameMetrics.height();
     for (int i = m_firstVisible; i < rows.size() && i < m_firstVisible + visibleRowCount(); ++i) {
         const WindowSwitcherRow& row = rows[i];
         const QRectF r(6, headerHeight + (i - m_firstVisible) * rowHeight, width() - 12, rowHeight);
@@ -157,17 +166,20 @@ void WSFocusablePanel::paintEvent(QPaintEvent*)
             p.drawImage(iconRect, *icon);
         else
             drawInitial(p, iconRect, row.appName);
-        const QRectF titleRect(r.x() + 46, r.y() + 4, r.width() - 56, r.height() / 2);
-        const QRectF nameRect(r.x() + 46, r.y() + r.height() / 2, r.width() - 56, r.height() / 2 - 4);
+        const double left = r.x() + 46, textWidth = r.width() - 56;
+        const QRectF titleRect(left, r.y() + (r.height() - block) / 2, textWidth, titleMetrics.height());
+        const QRectF nameRect(left, titleRect.bottom(), textWidth, nameMetrics.height());
         p.setFont(titleFont);
         p.setPen(Qt::white);
-        p.drawText(titleRect, Qt::AlignLeft | Qt::AlignBottom,
-                   p.fontMetrics().elidedText(row.title, Qt::ElideMiddle, int(titleRect.width())));
+        p.drawText(titleRect, Qt::AlignLeft | Qt::AlignVCenter,
+                   titleMetrics.elidedText(row.title, Qt::ElideMiddle, textWidth));
         p.setFont(nameFont);
         p.setPen(row.selected ? QColor(215, 225, 245) : secondaryText);
-        p.drawText(nameRect, Qt::AlignLeft | Qt::AlignTop, row.appName);
+        p.drawText(nameRect, Qt::AlignLeft | Qt::AlignVCenter, nameMetrics.elidedText(row.appName, Qt::ElideRight, textWidth));
     }
-    p.setFont(titleFont);
+    QFont footerFont = p.font();
+    footerFont.setPixelSize(12);
+    p.setFont(footerFont);
     p.setPen(secondaryText);
     const QString count = rows.size() == 1 ? QStringLiteral("1 window") : QStringLiteral("%1 windows").arg(rows.size());
     p.drawText(QRectF(12, height() - footerHeight, width() - 24, footerHeight - 4), Qt::AlignVCenter | Qt::AlignLeft,

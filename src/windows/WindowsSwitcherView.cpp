@@ -53,7 +53,9 @@ void WindowsSwitcherView::setFilter(const QString& filter)
         return;
     m_filter = filter;
     // A narrowed list starts at its best match, so that Enter takes it; the whole list starts with no selection.
-    m_selectedIndex = m_filter.isEmpty() || filteredWindows().isEmpty() ? std::nullopt : std::optional<int>(0);
+    const qsizetype matches = filteredWindows().size();
+    m_selectedIndex = m_filter.isEmpty() || matches == 0 ? std::nullopt : std::optional<int>(0);
+    qCDebug(lcWindows, "window switcher: filter '%s' → %ld windows", qUtf8Printable(m_filter), long(matches));
     emit changed();
 }
 

@@ -44,6 +44,12 @@ void WindowsSwitcherWindowController::show(std::int32_t pid, const QString& name
     m_provider = std::make_shared<WindowDataProvider>(m_platform, pid, name);
     m_provider->refreshFocusDimming = refreshFocusDimming;
     m_provider->refresh();
+    if (lcWindows().isDebugEnabled()) {
+        QStringList titles;
+        for (const WindowInfo& w : m_provider->windows())
+            titles << QLatin1Char('\'') + w.title + QLatin1Char('\'');
+        qCDebug(lcWindows, "window switcher: listing %s", qUtf8Printable(titles.join(QStringLiteral(", "))));
+    }
     m_view = std::make_unique<WindowsSwitcherView>(m_platform, m_provider);
     m_view->onClose = [this] { close(); };
     const QUuid session = m_view->sessionId();

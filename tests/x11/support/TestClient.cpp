@@ -23,6 +23,8 @@ QString WindowSpec::argument() const
         parts << QStringLiteral("strut-top=%1,%2,%3").arg(strutTop).arg(strutTopStartX).arg(strutTopEndX);
     if (!setPid)
         parts << QStringLiteral("pid=0");
+    if (desktop >= 0)
+        parts << QStringLiteral("desktop=%1").arg(desktop);
     return parts.join(QLatin1Char(';'));
 }
 

@@ -24,6 +24,7 @@ struct WindowSpec {
     int strutTop = 0;                         // for docks: reserved height along the root's top edge
     int strutTopStartX = 0, strutTopEndX = 0;
     bool setPid = true;                       // false: no _NET_WM_PID, as Xt programs do
+    int desktop = -1;                         // the virtual desktop it starts on; -1: the manager's choice
 
     QString argument() const;
 };
