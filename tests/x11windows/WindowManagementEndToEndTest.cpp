@@ -428,3 +428,19 @@ TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRais
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
     EXPECT_EQ(activeWindow(d.s), away);
 }
+
+TEST(WindowManagementEndToEnd, theSwitcherHotkeyWithNoApplicationToListGivesTheKeyboardBackAtOnce)
+{
+    // An empty desktop: no window, so no application in front.
+    struct {
+        XTestSession& s = XTestSession::get();
+    } d;
+    Tamsinvale app(d.s, "switcher-nothing-to-list");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    // The hotkey holds the keyboard for the panel from its press; with no application in front nothing opens, and
+    // the keyboard goes back without waiting out the hand-over.
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return !d.s.x().keyboardGrabbedByAnother(); }, 5s));
+    EXPECT_FALSE(switcherPanel(d.s));
+    EXPECT_FALSE(app.log().contains("nobody took the keyboard")) << app.log().toStdString();
+}
