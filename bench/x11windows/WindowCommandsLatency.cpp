@@ -164,15 +164,15 @@ int main(int argc, char** argv)
     {
         XTestSession& s = XTestSession::get();
         QTemporaryDir home;
-        QList<WindowSpec> specs;
+        QList<WindowSpec> windows;
         for (int i = 0; i < windowCount; ++i) {
-            WindowSpec spec;
-            spec.title = QStringLiteral("document %1.txt — Bench Editor").arg(i);
-            spec.x = 40 + (i % 10) * 30;
-            spec.y = 40 + (i / 10) * 30;
-            specs << spec;
+            WindowSpec window;
+            window.title = QStringLiteral("document %1.txt — Bench Editor").arg(i);
+            window.x = 40 + (i % 10) * 30;
+            window.y = 40 + (i / 10) * 30;
+            windows << window;
         }
-        auto client = s.client(specs);
+        auto client = s.client(windows);
         auto bus = ChildProcess::start({"dbus-daemon", "--session", "--nofork", "--print-address=1"});
         const QString address = bus ? bus->readLine(10s).value_or(QString()) : QString();
         const QStringList env{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + address,
