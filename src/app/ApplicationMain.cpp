@@ -176,13 +176,16 @@ int runApplication(int argc, char** argv, bool verbose)
     TamsinvaleApp app(platform, settings, services);
     windows.setFocusTracker(&app.focusTracker());
     // A window-switcher press with no application to list (only Tamsinvale itself in front) opens nothing: the
-    // keyboard its hotkey held for the panel goes back at once. Runs after the manager's dispatch of the press.
+    // keyboard its hotkey held for the panel goes back at once. The manager dispatches the press one turn of the
+    // main queue after the signal; two turns later its outcome is known, whichever of us heard the signal first.
     QObject::connect(&hotkeys, &Hotkeys::pressed, &app, [&](std::uint32_t identifier) {
         if (identifier != HotKeyIds::windowsSwitcher)
             return;
         scheduler.post([&] {
-            if (!windows.switcher().isOpen())
-                hotkeys.releaseActiveGrab();
+            scheduler.post([&] {
+                if (!windows.switcher().isOpen())
+                    hotkeys.releaseActiveGrab();
+            });
         });
     });
     ControlService control(app);
