@@ -2,6 +2,7 @@
 #include "ApplicationMain.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QMessageBox>
@@ -14,6 +15,10 @@
 #include "hotkeys/HotKeyManager.h"
 #include "platform/Logging.h"
 #include "platform/linux/LinuxProcesses.h"
+#include "platform/linux/MprisMediaAdapter.h"
+#include "platform/linux/MprisPlayerWatcher.h"
+#include "platform/linux/QtSerialQueue.h"
+#include "platform/linux/XdgAutostartEntry.h"
 #include "platform/linux/PathBookmarks.h"
 #include "platform/linux/PlistDefaultsDomain.h"
 #include "platform/linux/QtScheduler.h"
@@ -29,8 +34,11 @@
 #include "platform/x11/X11SyntheticInput.h"
 #include "platform/x11/X11Workspace.h"
 #include "dimming/DimmingServices.h"
+#include "dimming/MediaPlayback.h"
 #include "dimming/FocusDimmer.h"
 #include "services/LaunchOverlayController.h"
+#include "services/LoginItem.h"
+#include "services/SystemServices.h"
 #include "settings/HotKeyKind.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
@@ -156,7 +164,16 @@ int runApplication(int argc, char** argv, bool verbose)
         {}, [&x11](std::function<void(std::uint32_t)> onKey) -> std::shared_ptr<void> {
             return std::make_shared<X11KeyWatch>(x11->connection(), escapeKeyCode, std::move(onKey));
         });
-    const std::unique_ptr<DimmingServices> dimming = installDimming(services, platform, settings);
+    // Media pause over MPRIS, launch at login through the XDG autostart entry; updates come with the
+    // distribution's packages, so there is no updater.
+    MprisPlayerWatcher mediaPlayers(QDBusConnection::sessionBus());
+    MprisMediaAdapter mediaAdapter(QDBusConnection::sessionBus(), mediaPlayers);
+    QtSerialQueue mediaQueue(QStringLiteral("org.tamsinvale.Tamsinvale.MediaPlayback"));
+    XdgAutostartEntry autostart = XdgAutostartEntry::forSession(QCoreApplication::applicationFilePath());
+    SystemServices systemServices(platform, {&mediaAdapter, &mediaQueue, &autostart, nullptr});
+    systemServices.install(services);
+    const std::unique_ptr<DimmingServices> dimming =
+        installDimming(services, platform, settings, systemServices.createMediaPlayback());
     // The window commands: the resizer asks dimming to cover the display a window left, the window switcher asks it
     // to follow the window it brought forward.
     FocusDimmer& dimmer = dimming->focusDimmer();
@@ -174,6 +191,7 @@ int runApplication(int argc, char** argv, bool verbose)
     QObject::connect(&switcher.controller(), &SwitcherWindowController::shown, &windows.switcher(),
                      &WindowsSwitcherWindowController::yieldKeyboard);
     TamsinvaleApp app(platform, settings, services);
+    QObject::connect(systemServices.loginItem(), &LoginItem::isEnabledChanged, &app, &TamsinvaleApp::menuChanged);
     windows.setFocusTracker(&app.focusTracker());
     // A window-switcher press with no application to list (only Tamsinvale itself in front) opens nothing: the
     // keyboard its hotkey held for the panel goes back at once. The manager dispatches the press one turn of the

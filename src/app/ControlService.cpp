@@ -32,7 +32,9 @@ QString ControlService::Perform(const QString& action, const QString& argument)
 {
     const ActionResult result = m_app.performAction(action, argument);
     if (!result.ok && calledFromDBus())
-        sendErrorReply(QStringLiteral("org.tamsinvale.Tamsinvale.Error.InvalidAction"), result.message);
+        sendErrorReply(result.failed ? QStringLiteral("org.tamsinvale.Tamsinvale.Error.Failed")
+                                     : QStringLiteral("org.tamsinvale.Tamsinvale.Error.InvalidAction"),
+                       result.message);
     return result.message;
 }
 
@@ -47,7 +49,8 @@ int runControlClient(const QStringList& arguments)
                      "usage: tamsinvale ctl ACTION [ARG]\n\n"
                      "Asks the running Tamsinvale to do what a hotkey or menu item does.\n"
                      "actions: %s\n"
-                     "  size NAME   applies the window size preset called NAME\n",
+                     "  size NAME   applies the window size preset called NAME\n"
+                     "  launch-at-login on|off   starts Tamsinvale when you log in, or no longer\n",
                      qUtf8Printable(TamsinvaleApp::actionNames().join(QStringLiteral(", "))));
         return arguments.isEmpty() ? 2 : 0;
     }

@@ -96,6 +96,22 @@ void TamsinvaleApp::reapplySettings()
     emit menuChanged();
 }
 
+// The menu's "Launch at Login" toggle for scripts, but with the state asked for rather than flipped.
+ActionResult TamsinvaleApp::setLaunchAtLogin(const QString& argument)
+{
+    if (argument != QLatin1String("on") && argument != QLatin1String("off"))
+        return {false, QStringLiteral("launch-at-login takes on or off")};
+    if (!m_services.setLaunchAtLogin)
+        return {true, QStringLiteral("launch at login is not built yet; nothing happened")};
+    const bool on = argument == QLatin1String("on");
+    m_services.setLaunchAtLogin(on);
+    emit menuChanged();
+    const bool now = m_services.launchAtLoginEnabled && m_services.launchAtLoginEnabled();
+    if (now != on)
+        return {false, QStringLiteral("launch at login could not be turned %1 (the log says why)").arg(argument), true};
+    return {};
+}
+
 void TamsinvaleApp::insertDate()
 {
     // Two-digit year, month and day, always in Latin digits: 15 March 2026 is "260315".
@@ -204,7 +220,8 @@ QStringList TamsinvaleApp::actionNames()
     return {QStringLiteral("app-switcher"),  QStringLiteral("window-switcher"), QStringLiteral("quick-dim"),
             QStringLiteral("clear-inactive-screens"), QStringLiteral("snap-left"), QStringLiteral("snap-right"),
             QStringLiteral("next-display"),  QStringLiteral("size"),            QStringLiteral("insert-date"),
-            QStringLiteral("next-wallpaper"), QStringLiteral("settings"),       QStringLiteral("quit")};
+            QStringLiteral("next-wallpaper"), QStringLiteral("settings"),       QStringLiteral("launch-at-login"),
+            QStringLiteral("quit")};
 }
 
 // The same paths as the hotkeys and the menu, so scripts see exactly what a key press does.
@@ -213,6 +230,8 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
     auto notBuilt = [&](const char* what) {
         return ActionResult{true, QStringLiteral("%1 is not built yet; nothing happened").arg(QLatin1String(what))};
     };
+    if (action == QLatin1String("launch-at-login"))
+        return setLaunchAtLogin(argument);
     if (action != QLatin1String("size") && !argument.isEmpty())
         return {false, QStringLiteral("%1 takes no argument").arg(action)};
     if (action == QLatin1String("app-switcher")) {

@@ -19,6 +19,7 @@ class SettingsStore;
 struct ActionResult {
     bool ok = true;
     QString message;
+    bool failed = false;  // a valid request that could not be carried out (not a bad action or argument)
 };
 
 class TamsinvaleApp : public QObject {
@@ -38,7 +39,8 @@ public:
     QList<MenuItem> menu() const;
     void perform(MenuCommand command);
 
-    // The actions `tamsinvale ctl` knows, by name; `argument` is the preset name for "size".
+    // The actions `tamsinvale ctl` knows, by name; `argument` is the preset name for "size", and "on" or "off"
+    // for "launch-at-login".
     static QStringList actionNames();
     ActionResult performAction(const QString& action, const QString& argument);
 
@@ -57,6 +59,7 @@ private:
     void defaultsChanged();
     void reapplySettings();
     void showFrontmostWindowSwitcher();
+    ActionResult setLaunchAtLogin(const QString& argument);
 
     Platform m_platform;
     SettingsStore& m_settings;

@@ -52,9 +52,11 @@ void DimmingServices::install(AppServices& services)
 }
 
 std::unique_ptr<DimmingServices> installDimming(AppServices& services, const Platform& platform,
-                                                SettingsStore& settings)
+                                                SettingsStore& settings, std::unique_ptr<MediaPlayback> media)
 {
-    auto dimming = std::make_unique<DimmingServices>(platform, settings, std::make_unique<NullMediaPlayback>());
+    if (!media)
+        media = std::make_unique<NullMediaPlayback>();
+    auto dimming = std::make_unique<DimmingServices>(platform, settings, std::move(media));
     dimming->install(services);
     return dimming;
 }

@@ -33,8 +33,9 @@ private:
     bool m_lastEnabled;
 };
 
-// Creates dimming over the platform with the media controller available on this desktop, and wires it in.
+// Creates dimming over the platform with the media controller of this desktop (none: requests are only logged),
+// and wires it in.
 std::unique_ptr<DimmingServices> installDimming(AppServices& services, const Platform& platform,
-                                                SettingsStore& settings);
+                                                SettingsStore& settings, std::unique_ptr<MediaPlayback> media = nullptr);
 
 }  // namespace tamsinvale

@@ -1,4 +1,4 @@
-// The media controller until a real one (MPRIS on Linux) lands: requests are logged and nothing else happens.
+// The media controller where no media adapter can be reached: requests are logged and nothing else happens.
 #pragma once
 
 #include "MediaPlayback.h"
@@ -8,8 +8,8 @@ namespace tamsinvale {
 
 class NullMediaPlayback : public MediaPlayback {
 public:
-    void pause() override { qCDebug(lcMedia) << "pause requested; no media controller on this desktop yet"; }
-    void resume() override { qCDebug(lcMedia) << "resume requested; no media controller on this desktop yet"; }
+    void pause() override { qCDebug(lcMedia) << "pause requested; no media controller on this desktop"; }
+    void resume() override { qCDebug(lcMedia) << "resume requested; no media controller on this desktop"; }
 };
 
 }  // namespace tamsinvale

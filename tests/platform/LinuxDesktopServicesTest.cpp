@@ -91,6 +91,14 @@ TEST(SessionSleepWatcher, announcesOnlyTheWakeOfLogindsSleepSignal)
         Marker marker;
         ASSERT_TRUE(QDBusConnection(watcherBus).connect(QString(), QStringLiteral("/test"), QStringLiteral("org.example.Test"),
                                                         QStringLiteral("Marker"), &marker, SLOT(seen())));
+        // Match rules go out without waiting for the bus; once a call on the same connection is answered, the
+        // bus has them, and signals from the other connection cannot overtake them any more.
+        ASSERT_EQ(QDBusConnection(watcherBus)
+                      .call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                           QStringLiteral("/org/freedesktop/DBus"),
+                                                           QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")))
+                      .type(),
+                  QDBusMessage::ReplyMessage);
         const QString path = QStringLiteral("/org/freedesktop/login1");
         const QString manager = QStringLiteral("org.freedesktop.login1.Manager");
         send(path, manager, true);

@@ -56,6 +56,7 @@ public:
     void setTrusted(bool trusted) { m_trusted = trusted; }
     void setScreenRecordingGranted(bool granted) { m_screenRecording = granted; }
     int trustRequests() const { return m_trustRequests; }
+    int screenRecordingRequests() const { return m_screenRecordingRequests; }
     void setFocusedWindow(std::int32_t pid, std::optional<WindowNumber> number);
     void setEnhancedUserInterface(std::int32_t pid, std::optional<bool> value);
     std::optional<bool> enhancedUserInterface(std::int32_t pid) const;
@@ -80,7 +81,7 @@ public:
     bool isProcessTrusted() const override { return m_trusted; }
     bool requestTrust() override;
     bool screenRecordingGranted() const override { return m_screenRecording; }
-    void requestScreenRecording() override {}
+    void requestScreenRecording() override { ++m_screenRecordingRequests; }
     AXResult copyAttribute(const AXElement& element, const QString& attribute) const override;
     AXResult copyAttributeNames(const AXElement& element) const override;
     AXError setAttribute(const AXElement& element, const QString& attribute, const QVariant& value) override;
@@ -117,6 +118,7 @@ private:
     bool m_trusted = true;
     bool m_screenRecording = true;
     int m_trustRequests = 0;
+    int m_screenRecordingRequests = 0;
     QHash<std::int32_t, WindowNumber> m_focusOverride;
     QHash<std::int32_t, bool> m_enhancedUI;
     QHash<std::int32_t, int> m_windowsNesting;
