@@ -37,7 +37,7 @@ WindowSnapshotEntry entry(std::optional<WindowNumber> number, const QString& nam
 
 struct Editor {
     FakeDesktop desktop;
-    CategoryLog log{"tamsinvale.windows"};
+    WindowCommandsLog log{"tamsinvale.windows"};
 
     Editor() { desktop.workspace.addApplication(desktop.makeApp(editorPid, "org.editor", "Editor")); }
     WindowNumber window(const QString& title, const QRectF& bounds = QRectF(100, 100, 400, 300))

@@ -28,7 +28,7 @@ struct Desk {
     FocusTracker tracker{desktop.workspace};
     WindowResizer resizer{desktop.platform(), &tracker};
     QList<DisplayId> covered;
-    CategoryLog log{"tamsinvale.resize"};
+    WindowCommandsLog log{"tamsinvale.resize"};
 
     Desk()
     {

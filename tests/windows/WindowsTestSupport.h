@@ -7,9 +7,9 @@
 namespace tamsinvale::test {
 
 // Collects the lines of one category ("tamsinvale.resize", "tamsinvale.windows"), debug lines included, while alive.
-class CategoryLog {
+class WindowCommandsLog {
 public:
-    explicit CategoryLog(const char* category) : m_category(category)
+    explicit WindowCommandsLog(const char* category) : m_category(category)
     {
         s_self = this;
         QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(QLatin1String(category)));
@@ -18,7 +18,7 @@ public:
                 s_self->m_lines.append(QStringLiteral("%1 %2").arg(levelName(type), text));
         });
     }
-    ~CategoryLog()
+    ~WindowCommandsLog()
     {
         qInstallMessageHandler(m_previous);
         QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=false").arg(QLatin1String(m_category)));
@@ -40,7 +40,7 @@ private:
         default: return QStringLiteral("error");
         }
     }
-    static inline CategoryLog* s_self = nullptr;
+    static inline WindowCommandsLog* s_self = nullptr;
     const char* m_category;
     QStringList m_lines;
     QtMessageHandler m_previous = nullptr;
