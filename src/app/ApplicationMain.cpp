@@ -46,6 +46,9 @@
 #include "settings/HotKeyKind.h"
 #include "settings/SettingsStore.h"
 #include "switcher/SwitcherServices.h"
+#include "switcher/SwitcherWindowController.h"
+#include "windows/WindowServices.h"
+#include "windows/WindowsSwitcherWindowController.h"
 
 namespace tamsinvale {
 
@@ -116,8 +119,8 @@ int runApplication(int argc, char** argv, bool verbose)
     LinuxProcesses processes;
     PathBookmarks bookmarks;
     X11Hotkeys hotkeys(x11->connection());
-    // The app switcher takes the keyboard at once: its hotkey holds it from the press until the capture has it.
-    hotkeys.setHandOverHotkeys({HotKeyIds::appSwitcher});
+    // The switchers take the keyboard at once: their hotkeys hold it from the press until the capture has it.
+    hotkeys.setHandOverHotkeys({HotKeyIds::appSwitcher, HotKeyIds::windowsSwitcher});
     // Our panels are placed in window-server coordinates and listed among the windows while on screen.
     const X11PanelHooks panelHooks = x11->panelHooks();
     X11OverlayPanels overlays(x11->connection(), panelHooks);
@@ -180,8 +183,38 @@ int runApplication(int argc, char** argv, bool verbose)
     inactive.controller().preparePanel = [&x11](QWidget* panel) {
         X11FloatingPanel::prepare(x11->connection(), static_cast<xcb_window_t>(panel->winId()));
     };
+    // The window commands: the resizer asks dimming to cover the display a window left, the window switcher asks it
+    // to follow the window it brought forward.
+    FocusDimmer& dimmer = dimming->focusDimmer();
+    WindowOptions windowOptions;
+    windowOptions.keyboardCapture = &keyboardCapture;
+    windowOptions.icons = &switcher.icons();
+    windowOptions.coverScreenAfterWindowMoved = [&dimmer](const ScreenInfo& screen) {
+        dimmer.coverScreenAfterWindowMoved(screen);
+    };
+    windowOptions.refreshFocusDimming = [&dimmer](const QString& reason) { dimmer.debouncedRefresh(reason); };
+    WindowServices windows(platform, std::move(windowOptions));
+    windows.install(services);
+    // The two switchers share the keyboard capture: one opening closes the other.
+    windows.switcher().beforeShow = [&switcher] { switcher.controller().close(); };
+    QObject::connect(&switcher.controller(), &SwitcherWindowController::shown, &windows.switcher(),
+                     &WindowsSwitcherWindowController::yieldKeyboard);
     TamsinvaleApp app(platform, settings, services);
     QObject::connect(systemServices.loginItem(), &LoginItem::isEnabledChanged, &app, &TamsinvaleApp::menuChanged);
+    windows.setFocusTracker(&app.focusTracker());
+    // A window-switcher press with no application to list (only Tamsinvale itself in front) opens nothing: the
+    // keyboard its hotkey held for the panel goes back at once. The manager dispatches the press one turn of the
+    // main queue after the signal; two turns later its outcome is known, whichever of us heard the signal first.
+    QObject::connect(&hotkeys, &Hotkeys::pressed, &app, [&](std::uint32_t identifier) {
+        if (identifier != HotKeyIds::windowsSwitcher)
+            return;
+        scheduler.post([&] {
+            scheduler.post([&] {
+                if (!windows.switcher().isOpen())
+                    hotkeys.releaseActiveGrab();
+            });
+        });
+    });
     ControlService control(app);
     switch (control.claim()) {
     case ControlService::Claim::alreadyRunning:

@@ -12,9 +12,11 @@ bool FakeKeyboardCapture::begin(std::function<void(const CapturedKey&)> onKey)
         return false;
     }
     m_onKey = std::move(onKey);
-    for (const CapturedKey& key : early)
-        if (m_onKey)
-            m_onKey(key);
+    for (const CapturedKey& key : early) {
+        // A copy: the handler may end the capture while it runs.
+        if (auto handler = m_onKey)
+            handler(key);
+    }
     return true;
 }
 

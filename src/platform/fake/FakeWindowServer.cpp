@@ -173,6 +173,8 @@ std::optional<WindowNumber> FakeWindowServer::focusedWindowOf(std::int32_t pid) 
 namespace {
 // Title elements are separate accessibility elements; keep their references apart from window numbers.
 constexpr std::uint64_t titleElementFlag = 1ull << 40;
+// Group elements between an application and its windows, for applications without a window list.
+constexpr std::uint64_t groupElementFlag = 1ull << 41;
 
 AXResult found(const QVariant& v) { return AXResult{AXError::success, v}; }
 AXResult missing(AXError e = AXError::noValue) { return AXResult{e, {}}; }
@@ -182,6 +184,28 @@ AXResult FakeWindowServer::copyAttribute(const AXElement& element, const QString
 {
     if (!m_trusted)
         return missing(AXError::apiDisabled);
+    if (const auto nesting = m_windowsNesting.constFind(element.pid); nesting != m_windowsNesting.cend()) {
+        // No window list: the windows hang below `*nesting` levels of groups under the application element.
+        const bool group = element.ref & groupElementFlag;
+        if (element.isApplication() || group) {
+            const int level = group ? int(element.ref & 0xff) + 1 : 0;
+            if (attribute == AXAttr::role)
+                return found(group ? QStringLiteral("AXGroup") : QStringLiteral("AXApplication"));
+            if (element.isApplication() && attribute == AXAttr::windows)
+                return missing(AXError::attributeUnsupported);
+            if (attribute == AXAttr::children) {
+                if (level < *nesting)
+                    return found(QVariant::fromValue(QList<AXElement>{{element.pid, groupElementFlag | quint64(level)}}));
+                QList<AXElement> list;
+                for (const WindowNumber n : m_stack)
+                    if (m_windows.contains(n) && m_windows[n].pid == element.pid && m_windows[n].accessible)
+                        list.append(AXElement{element.pid, n});
+                return found(QVariant::fromValue(list));
+            }
+            if (group)
+                return missing(AXError::attributeUnsupported);
+        }
+    }
     if (element.isApplication()) {
         if (attribute == AXAttr::focusedWindow) {
             const auto focused = focusedWindowOf(element.pid);

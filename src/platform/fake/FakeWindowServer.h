@@ -61,6 +61,9 @@ public:
     void setEnhancedUserInterface(std::int32_t pid, std::optional<bool> value);
     std::optional<bool> enhancedUserInterface(std::int32_t pid) const;
     void setObserverFailure(std::optional<AXError> failure) { m_observerFailure = failure; }
+    // An application without a window list ("AXWindows" unsupported): its windows are children of `levels` nested
+    // group elements below the application element (0: its direct children). Nothing restores the list.
+    void hideWindowListBehindGroups(std::int32_t pid, int levels) { m_windowsNesting.insert(pid, levels); }
     // Delivers a notification to the observers of `pid`, as the platform would on the main queue.
     void postNotification(std::int32_t pid, const QString& notification, const AXElement& element);
     int observerCount(std::int32_t pid) const;
@@ -118,6 +121,7 @@ private:
     int m_screenRecordingRequests = 0;
     QHash<std::int32_t, WindowNumber> m_focusOverride;
     QHash<std::int32_t, bool> m_enhancedUI;
+    QHash<std::int32_t, int> m_windowsNesting;
     std::optional<AXError> m_observerFailure;
     QList<std::shared_ptr<Observer>> m_observers;
     QStringList m_writes;

@@ -478,12 +478,27 @@ bool X11WindowActions::raise(xcb_window_t window)
     return true;
 }
 
+bool X11WindowActions::showDesktopOf(xcb_window_t window)
+{
+    const X11Window w = m_reader.read(window);
+    const std::optional<std::uint32_t> current = m_reader.currentDesktop();
+    // On every desktop, or no virtual desktops at all: nothing to switch.
+    if (!w.exists || w.desktop == 0xFFFFFFFFu || !current || *current == w.desktop)
+        return true;
+    sendToManager(m_connection.root(), m_connection.ewmh()->_NET_CURRENT_DESKTOP, {w.desktop, serverTime(), 0, 0, 0});
+    return waitFor(window, [&] { return m_reader.currentDesktop() == w.desktop; }, m_managerTimeout);
+}
+
 bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
 {
     const FreshReads fresh(m_reader);
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
     m_helper->discard();
     watch(window);
+    // Managers activate a window on another virtual desktop only there (Openbox marks it as wanting attention
+    // instead): its desktop is shown first, as a pager's switch to it would.
+    if (!showDesktopOf(window))
+        return false;
     // Managers that prevent focus stealing compare this with the user's last input; a real time passes.
     const xcb_timestamp_t time = serverTime();
     const xcb_window_t current = m_reader.activeWindow();

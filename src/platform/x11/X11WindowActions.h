@@ -43,7 +43,8 @@ public:
 
     // Above every other window, without giving it the focus. False when the window is gone.
     bool raise(xcb_window_t window);
-    // Makes it the active window (the manager raises it too). True once the manager reports it active.
+    // Makes it the active window (the manager raises it too), showing its virtual desktop first when it is on
+    // another one. True once the manager reports it active.
     bool focus(xcb_window_t window);
     // Brings an application forward: its frontmost window, and with `allWindows` every other window of it too
     // (in their present order, just below it). True once the manager reports one of them active.
@@ -80,6 +81,8 @@ private:
     // One move-and-resize request: the frame's top-left, and the client's size.
     void request(xcb_window_t window, const QRect& frameAtClientSize);
     bool activate(xcb_window_t window, const QList<xcb_window_t>& accepted);
+    // Switches to the virtual desktop the window is on, when that is not the one shown; false when it vanished.
+    bool showDesktopOf(xcb_window_t window);
     bool managerSupports(xcb_atom_t atom) const;
     void sendToManager(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5]);
     void watch(xcb_window_t window);

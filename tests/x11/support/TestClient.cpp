@@ -27,6 +27,8 @@ QString WindowSpec::argument() const
         parts << QStringLiteral("delete=ignore");
     if (!supportsDelete)
         parts << QStringLiteral("delete=unsupported");
+    if (desktop >= 0)
+        parts << QStringLiteral("desktop=%1").arg(desktop);
     return parts.join(QLatin1Char(';'));
 }
 

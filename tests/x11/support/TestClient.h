@@ -26,6 +26,7 @@ struct WindowSpec {
     bool setPid = true;                       // false: no _NET_WM_PID, as Xt programs do
     bool ignoresDelete = false;               // stays open when asked to close (WM_DELETE_WINDOW)
     bool supportsDelete = true;               // false: no WM_DELETE_WINDOW protocol at all
+    int desktop = -1;                         // the virtual desktop it starts on; -1: the manager's choice
 
     QString argument() const;
 };

@@ -27,7 +27,12 @@ bool XTestSession::start(QString* failure)
     };
     if (!s->m_dataHome.isValid())
         return fail(QStringLiteral("no temporary directory"));
-    s->m_xvfb = XvfbServer::start(defaultSize);
+    // A test program may ask for a larger root (room for several monitors) with TAMSINVALE_TEST_SCREEN=WxH.
+    QSize size = defaultSize;
+    if (const QStringList wh = qEnvironmentVariable("TAMSINVALE_TEST_SCREEN").split(QLatin1Char('x'));
+        wh.size() == 2 && wh[0].toInt() > 0 && wh[1].toInt() > 0)
+        size = QSize(wh[0].toInt(), wh[1].toInt());
+    s->m_xvfb = XvfbServer::start(size);
     if (!s->m_xvfb)
         return fail(QStringLiteral("Xvfb did not start (is the xvfb package installed?)"));
     s->m_display = std::make_unique<XTestDisplay>(s->m_xvfb->display());

@@ -4,7 +4,8 @@
 //   WINDOW is "key=value;…" with title, instance, class, size=WxH, pos=X,Y, type=normal|dialog|utility|dock,
 //   state=above,fullscreen,hidden,maximized, transient=INDEX, strut-top=HEIGHT,START_X,END_X, pid=0,
 //   delete=ignore (the window stays open when asked to close, as one asking about unsaved work would),
-//   delete=unsupported (no WM_DELETE_WINDOW in WM_PROTOCOLS: the window cannot be asked to close).
+//   delete=unsupported (no WM_DELETE_WINDOW in WM_PROTOCOLS: the window cannot be asked to close),
+//   desktop=N (the virtual desktop it starts on).
 // It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one),
 // then "ready"; "delete-window INDEX closing|ignored" whenever a window receives WM_DELETE_WINDOW.
 // Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
@@ -145,6 +146,8 @@ xcb_window_t createWindow(const std::string& windowSpec)
         if (index < windows.size())
             xcb_icccm_set_wm_transient_for(c, win, windows[index]);
     }
+    if (kv.count("desktop"))
+        setCardinals(win, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {static_cast<uint32_t>(std::atoi(kv["desktop"].c_str()))});
     if (kv.count("strut-top")) {
         int height = 0, start = 0, end = 0;
         std::sscanf(kv["strut-top"].c_str(), "%d,%d,%d", &height, &start, &end);

@@ -1,0 +1,446 @@
+// Window management of the real tamsinvale binary on Xvfb + Openbox with two monitors of different sizes, the
+// primary one right of the root's origin and the other with a panel along its top: every size preset, both
+// halves and the next display (there and back) on our test client and on a real xterm, read back from the
+// server; the display a window left covered by its overlay; and the window switcher opened by its hotkey,
+// listing titled windows, filtering as keys are typed (even before it is up) and raising the chosen window.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include "ChildProcess.h"
+#include "ProgramRun.h"
+#include "X11TestPaths.h"
+#include "XTestSession.h"
+
+#include <xcb/xcb.h>
+#include <xcb/xcb_icccm.h>
+
+using namespace tamsinvale::x11test;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Root coordinates. The primary monitor is the right one, so accessibility coordinates start at x 1280.
+constexpr QRect leftMonitor(0, 0, 1280, 1024);
+constexpr QRect rightMonitor(1280, 0, 1920, 1080);
+constexpr int panelHeight = 30;  // the dock along the left monitor's top edge
+constexpr QRect leftVisible(0, panelHeight, 1280, 1024 - panelHeight);
+constexpr QRect rightVisible = rightMonitor;
+const QString switcherTitle = QStringLiteral("Tamsinvale Window Switcher");
+
+QString artifactsDir()
+{
+    const QString dir = qEnvironmentVariable("TAMSINVALE_ARTIFACTS_DIR", QStringLiteral(TAMSINVALE_WINDOWS_ARTIFACTS));
+    QDir().mkpath(dir);
+    return dir;
+}
+
+// What a person would see, kept for looking at; never compared.
+void screenshot(XTestSession& s, const QString& name)
+{
+    runTool({"import", "-display", s.display(), "-window", "root", artifactsDir() + "/" + name + ".png"}, 20s);
+}
+
+QString hotKey(int keyCode, int modifiers)
+{
+    return QStringLiteral("{\"keyCode\":%1,\"modifiers\":%2}").arg(keyCode).arg(modifiers);
+}
+
+constexpr int super = 256;  // the Carbon command bit: Super on X11
+
+// The instance under test: a private session bus, a temporary configuration, its log in the artifacts. Openbox
+// owns Ctrl+Alt+arrows (the default snap keys), so the halves and the next display get Super combinations.
+class Tamsinvale {
+public:
+    Tamsinvale(XTestSession& s, const QString& logName) : m_session(s)
+    {
+        m_env = QStringList{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
+                            "XDG_CONFIG_HOME=" + m_config.path(), "XDG_DATA_HOME=" + m_config.path() + "/data",
+                            "TAMSINVALE_VERBOSE=1"};
+        const QString presets = QStringLiteral(
+            "[{\"id\":\"6B1A2F3C-0000-4000-8000-A11F00000001\",\"name\":\"Full\",\"width\":\"full\","
+            "\"height\":\"full\",\"hotKey\":%1},"
+            "{\"id\":\"6B1A2F3C-0000-4000-8000-A11F00000002\",\"name\":\"Centre\",\"width\":\".5\","
+            "\"height\":\".6\",\"hotKey\":%2},"
+            "{\"id\":\"6B1A2F3C-0000-4000-8000-A11F00000003\",\"name\":\"Small\",\"width\":\"640\","
+            "\"height\":\"480\"}]")
+                                    .arg(hotKey(3, super), hotKey(8, super));  // Super+F, Super+C
+        const QStringList settings{"snapLeftHotKey", hotKey(123, super), "snapRightHotKey", hotKey(124, super),
+                                   "moveToNextScreenHotKey", hotKey(45, super),  // Super+N
+                                   "windowSizePresets", presets};
+        for (int i = 0; i + 1 < settings.size(); i += 2) {
+            const ToolRun set = runWith(m_env, {tamsinvalePath, "settings", "set", settings[i], settings[i + 1]});
+            EXPECT_EQ(set.exitCode, 0) << set.output.toStdString();
+        }
+        m_log = artifactsDir() + "/" + logName + ".log";
+        QFile::remove(m_log);
+        m_process = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", tamsinvalePath, m_log}, m_env);
+    }
+    ~Tamsinvale()
+    {
+        if (m_process && m_process->running()) {
+            runWith(m_env, {tamsinvalePath, "ctl", "quit"});
+            m_process->waitForExit(10s);
+        }
+    }
+    bool started()
+    {
+        return m_process && m_session.waitUntil([&] { return log().contains("tamsinvale.app: started:"); }, 20s);
+    }
+    QString log() const
+    {
+        QFile f(m_log);
+        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+    }
+    bool logged(const QString& text, std::chrono::milliseconds timeout = 5s)
+    {
+        return m_session.waitUntil([&] { return log().contains(text); }, timeout);
+    }
+    ToolRun ctl(const QStringList& args) { return runWith(m_env, QStringList{tamsinvalePath, "ctl"} + args); }
+    pid_t pid() const { return m_process ? m_process->pid() : -1; }
+
+private:
+    XTestSession& m_session;
+    QTemporaryDir m_config;
+    SessionBus m_bus;
+    QStringList m_env;
+    QString m_log;
+    std::unique_ptr<ChildProcess> m_process;
+};
+
+bool press(XTestSession& s, const QStringList& keys)
+{
+    return s.tool(QStringList{"xdotool", "key", "--delay", "0"} + keys).has_value();
+}
+
+// The manager's frame around a client (title bar included), in root coordinates, read on the test's connection.
+std::optional<QRect> frameOf(XTestSession& s, xcb_window_t client)
+{
+    const xcb_window_t frame = s.x().topLevelAncestor(client);
+    if (frame == XCB_WINDOW_NONE)
+        return std::nullopt;
+    auto* g = xcb_get_geometry_reply(s.x().xcb(), xcb_get_geometry(s.x().xcb(), frame), nullptr);
+    if (!g)
+        return std::nullopt;
+    const QRect r(g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width);
+    std::free(g);
+    return r;
+}
+
+QString text(const std::optional<QRect>& r)
+{
+    if (!r)
+        return QStringLiteral("(gone)");
+    return QStringLiteral("(%1, %2, %3 × %4)").arg(r->x()).arg(r->y()).arg(r->width()).arg(r->height());
+}
+
+// The resize increments a client asks for (an xterm's character cell), 1 × 1 when it asks for none.
+QSize increments(XTestSession& s, xcb_window_t client)
+{
+    xcb_size_hints_t hints{};
+    if (!xcb_icccm_get_wm_normal_hints_reply(s.x().xcb(), xcb_icccm_get_wm_normal_hints(s.x().xcb(), client), &hints,
+                                              nullptr)
+        || !(hints.flags & XCB_ICCCM_SIZE_HINT_P_RESIZE_INC))
+        return {1, 1};
+    return {std::max(1, hints.width_inc), std::max(1, hints.height_inc)};
+}
+
+// Where the frame lands: the top-left exactly, the size as asked or, for a client with resize increments, smaller by
+// less than one increment (the manager honours the client's hints).
+::testing::AssertionResult lands(XTestSession& s, xcb_window_t client, const QRect& expected,
+                                 std::chrono::milliseconds timeout = 5s)
+{
+    const QSize inc = increments(s, client);
+    std::optional<QRect> now;
+    const bool ok = s.waitUntil(
+        [&] {
+            now = frameOf(s, client);
+            return now && now->topLeft() == expected.topLeft() && now->width() <= expected.width()
+                   && now->width() > expected.width() - inc.width() && now->height() <= expected.height()
+                   && now->height() > expected.height() - inc.height();
+        },
+        timeout);
+    if (ok)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "frame " << text(now).toStdString() << ", expected "
+                                         << text(expected).toStdString();
+}
+
+// Next display, as a person would work it out: the same relative place in the room the window had, the size kept
+// unless it does not fit.
+QRect movedTo(const QRect& f, const QRect& from, const QRect& to)
+{
+    const int width = std::min(to.width(), f.width()), height = std::min(to.height(), f.height());
+    auto relative = [](int start, int extent, int windowStart, int windowExtent) {
+        const double r = windowExtent < extent ? double(windowStart - start) / (extent - windowExtent) : 0.5;
+        return std::clamp(r, 0.0, 1.0);
+    };
+    const double fx = relative(from.x(), from.width(), f.x(), f.width());
+    const double fy = relative(from.y(), from.height(), f.y(), f.height());
+    return QRect(int(std::round(to.x() + fx * std::max(0, to.width() - width))),
+                 int(std::round(to.y() + fy * std::max(0, to.height() - height))), width, height);
+}
+
+// The overlays: one of ours per monitor, override-redirect and viewable; covering means above every client's frame.
+class Overlays {
+public:
+    Overlays(XTestSession& s, pid_t pid) : m_s(s), m_pid(uint32_t(pid)) {}
+
+    bool coversAll(const QRect& monitor) const
+    {
+        const QList<xcb_window_t> order = children();
+        qsizetype overlayAt = -1;
+        for (qsizetype i = 0; i < order.size(); ++i) {
+            const QList<uint32_t> pid = m_s.x().cardinals(order[i], "_NET_WM_PID");
+            if (pid.isEmpty() || pid.first() != m_pid || !viewable(order[i]))
+                continue;
+            auto* g = xcb_get_geometry_reply(m_s.x().xcb(), xcb_get_geometry(m_s.x().xcb(), order[i]), nullptr);
+            const QRect r = g ? QRect(g->x, g->y, g->width, g->height) : QRect();
+            std::free(g);
+            if (monitor.contains(r.center()) && r.height() > monitor.height() / 2)
+                overlayAt = i;
+        }
+        if (overlayAt < 0)
+            return false;
+        const uint32_t dock = m_s.x().atom("_NET_WM_WINDOW_TYPE_DOCK");
+        for (const uint32_t client : m_s.x().cardinals(m_s.x().root(), "_NET_CLIENT_LIST_STACKING")) {
+            // The panel stays above everything; it is the menu bar dimmer's business.
+            if (m_s.x().cardinals(client, "_NET_WM_WINDOW_TYPE").contains(dock))
+                continue;
+            const xcb_window_t frame = m_s.x().topLevelAncestor(client);
+            if (order.indexOf(frame) > overlayAt && viewable(frame))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    QList<xcb_window_t> children() const
+    {
+        QList<xcb_window_t> out;
+        auto* tree = xcb_query_tree_reply(m_s.x().xcb(), xcb_query_tree(m_s.x().xcb(), m_s.x().root()), nullptr);
+        if (!tree)
+            return out;
+        const xcb_window_t* w = xcb_query_tree_children(tree);
+        for (int i = 0; i < xcb_query_tree_children_length(tree); ++i)
+            out.append(w[i]);
+        std::free(tree);
+        return out;
+    }
+    bool viewable(xcb_window_t w) const
+    {
+        auto* a = xcb_get_window_attributes_reply(m_s.x().xcb(), xcb_get_window_attributes(m_s.x().xcb(), w), nullptr);
+        const bool v = a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+        std::free(a);
+        return v;
+    }
+    XTestSession& m_s;
+    uint32_t m_pid;
+};
+
+WindowSpec windowSpec(const QString& title, int x, int y, int width = 600, int height = 400)
+{
+    WindowSpec w;
+    w.title = title;
+    w.x = x;
+    w.y = y;
+    w.width = width;
+    w.height = height;
+    return w;
+}
+
+// The two monitors and the panel; the panel's client lives as long as the desktop.
+struct TwoMonitors {
+    XTestSession& s = XTestSession::get();
+    std::unique_ptr<TestClient> panel;
+
+    void setUp()
+    {
+        ASSERT_TRUE(s.x().setMonitors({{"R", rightMonitor, true}, {"L", leftMonitor, false}}));
+        WindowSpec dock = windowSpec(QStringLiteral("panel"), 0, 0, leftMonitor.width(), panelHeight);
+        dock.type = QStringLiteral("dock");
+        dock.strutTop = panelHeight;
+        dock.strutTopStartX = 0;
+        dock.strutTopEndX = leftMonitor.width() - 1;
+        panel = s.client({dock});
+        ASSERT_TRUE(panel) << "the panel did not come up";
+    }
+};
+
+std::optional<xcb_window_t> switcherPanel(XTestSession& s)
+{
+    const auto found = s.tool({"xdotool", "search", "--onlyvisible", "--name", "^" + switcherTitle + "$"});
+    if (!found)
+        return std::nullopt;
+    for (const QString& id : found->split('\n', Qt::SkipEmptyParts))
+        return id.trimmed().toUInt();
+    return std::nullopt;
+}
+
+xcb_window_t activeWindow(XTestSession& s) { return s.x().cardinals(s.x().root(), "_NET_ACTIVE_WINDOW").value(0); }
+
+}  // namespace
+
+TEST(WindowManagementEndToEnd, presetsHalvesAndTheNextDisplayPlaceTheFrameOfOurClient)
+{
+    TwoMonitors d;
+    ASSERT_NO_FATAL_FAILURE(d.setUp());
+    auto client = d.s.client({windowSpec(QStringLiteral("editor"), 1500, 200)});
+    ASSERT_TRUE(client);
+    const xcb_window_t editor = client->window(0);
+    Tamsinvale app(d.s, "client");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    ASSERT_TRUE(app.log().contains("tamsinvale.windows: window commands: installed")) << app.log().toStdString();
+    ASSERT_TRUE(d.s.activate(editor));
+
+    // Presets by their hotkeys, centred on the primary monitor's visible frame.
+    ASSERT_TRUE(press(d.s, {"super+f"}));
+    EXPECT_TRUE(lands(d.s, editor, rightVisible));
+    ASSERT_TRUE(press(d.s, {"super+c"}));
+    EXPECT_TRUE(lands(d.s, editor, QRect(1280 + 480, 216, 960, 648)));
+    // The halves.
+    ASSERT_TRUE(press(d.s, {"super+Left"}));
+    EXPECT_TRUE(lands(d.s, editor, QRect(1280, 0, 960, 1080)));
+    ASSERT_TRUE(press(d.s, {"super+Right"}));
+    EXPECT_TRUE(lands(d.s, editor, QRect(2240, 0, 960, 1080)));
+    EXPECT_TRUE(app.log().contains("tamsinvale.resize: snap: right → (960, 0, 960, 1080)")) << app.log().toStdString();
+
+    // To the left monitor (flush right there, below its panel, as tall as its visible frame) and back: from the
+    // last display in the order the next is the first again.
+    ASSERT_TRUE(press(d.s, {"super+n"}));
+    EXPECT_TRUE(lands(d.s, editor, QRect(320, panelHeight, 960, 994)));
+    ASSERT_TRUE(press(d.s, {"super+n"}));
+    EXPECT_TRUE(lands(d.s, editor, QRect(2240, 43, 960, 994)));  // (1080 − 994) / 2 below the top: fy was 0.5
+    screenshot(d.s, "client-back-on-the-primary");
+
+    // A preset by name from the command line.
+    const ToolRun small = app.ctl({"size", "small"});
+    EXPECT_EQ(small.exitCode, 0) << small.output.toStdString();
+    EXPECT_FALSE(small.output.contains("not built")) << small.output.toStdString();
+    EXPECT_TRUE(lands(d.s, editor, QRect(1920, 300, 640, 480)));
+}
+
+TEST(WindowManagementEndToEnd, anXtermLandsWithinItsCellSizeAndTheMonitorItLeftIsCovered)
+{
+    TwoMonitors d;
+    ASSERT_NO_FATAL_FAILURE(d.setUp());
+    auto xterm = d.s.application({"xterm", "-geometry", "80x24+200+200", "-title", "resize-xterm"});
+    ASSERT_TRUE(xterm);
+    const auto window = d.s.clientWindowOf("XTerm");
+    ASSERT_TRUE(window);
+    Tamsinvale app(d.s, "xterm");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    Overlays overlays(d.s, app.pid());
+    ASSERT_TRUE(d.s.activate(*window));
+
+    // On the left monitor: a half of its visible frame, below the panel.
+    ASSERT_EQ(app.ctl({"snap-left"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, QRect(0, panelHeight, 640, 994)));
+    ASSERT_EQ(app.ctl({"snap-right"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, QRect(640, panelHeight, 640, 994)));
+    ASSERT_EQ(app.ctl({"size", "Full"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, leftVisible));
+    ASSERT_EQ(app.ctl({"size", "Centre"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, QRect(320, 229, 640, 596)));  // .6 × 994 = 596.4
+
+    // Next display from the left monitor (the last in the order) wraps to the primary; the left one, which the
+    // window left, is covered entirely by its overlay until the user works there again.
+    const std::optional<QRect> before = frameOf(d.s, *window);
+    ASSERT_TRUE(before);
+    ASSERT_EQ(app.ctl({"next-display"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, movedTo(*before, leftVisible, rightVisible)));
+    EXPECT_TRUE(d.s.waitUntil([&] { return overlays.coversAll(leftMonitor); }, 5s)) << app.log().toStdString();
+    EXPECT_TRUE(app.logged("coverScreenAfterWindowMoved: forcing full cover on screen"));
+    screenshot(d.s, "xterm-moved-left-monitor-covered");
+
+    // And back.
+    const std::optional<QRect> there = frameOf(d.s, *window);
+    ASSERT_TRUE(there);
+    ASSERT_EQ(app.ctl({"next-display"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, *window, movedTo(*there, rightVisible, leftVisible)));
+}
+
+TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRaisesTheChosenOne)
+{
+    TwoMonitors d;
+    ASSERT_NO_FATAL_FAILURE(d.setUp());
+    // Three windows to list (one on the second virtual desktop), one minimised that is not listed; all on the
+    // left monitor, where the panel must open.
+    WindowSpec minimised = windowSpec(QStringLiteral("hidden draft"), 150, 150);
+    minimised.states = {QStringLiteral("hidden")};
+    WindowSpec elsewhere = windowSpec(QStringLiteral("elsewhere"), 200, 300);
+    elsewhere.desktop = 1;
+    auto client = d.s.client({windowSpec(QStringLiteral("notes.md"), 300, 200), minimised, elsewhere,
+                              windowSpec(QStringLiteral("report.txt — Editor"), 100, 100)});
+    ASSERT_TRUE(client);
+    const xcb_window_t notes = client->window(0), away = client->window(2), report = client->window(3);
+    Tamsinvale app(d.s, "switcher");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    // Front to back: the report, the notes, then the rest.
+    ASSERT_TRUE(d.s.activate(notes));
+    ASSERT_TRUE(d.s.activate(report));
+
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    std::optional<xcb_window_t> panel;
+    ASSERT_TRUE(d.s.waitUntil([&] { return (panel = switcherPanel(d.s)).has_value(); }, 10s)) << app.log().toStdString();
+    EXPECT_TRUE(d.s.x().keyboardGrabbedByAnother());
+    ASSERT_TRUE(app.logged("[WindowDataProvider] Using 3 AX windows")) << app.log().toStdString();
+    const QString log = app.log();
+    const auto listing = log.indexOf("window switcher: listing ");
+    ASSERT_GE(listing, 0);
+    const QString listed = log.mid(listing, log.indexOf('\n', listing) - listing);
+    for (const char* title : {"'Editor — report.txt'", "'notes.md'", "'elsewhere'"})
+        EXPECT_TRUE(listed.contains(QString::fromUtf8(title))) << listed.toStdString();
+    EXPECT_FALSE(listed.contains("hidden draft")) << listed.toStdString();
+    // Centred on the visible frame of the monitor with the active window: the left one, below its panel.
+    const std::optional<QRect> placed = frameOf(d.s, *panel);
+    EXPECT_EQ(placed, QRect(380, 307, 520, 440)) << text(placed).toStdString();
+    screenshot(d.s, "window-switcher-open");
+
+    // Typing filters; Down moves from the best match to the next; Return raises it and closes the panel.
+    ASSERT_TRUE(press(d.s, {"e"}));
+    EXPECT_TRUE(app.logged("window switcher: filter 'e' → 3 windows"));
+    screenshot(d.s, "window-switcher-filtered");
+    ASSERT_TRUE(press(d.s, {"o"}));
+    EXPECT_TRUE(app.logged("window switcher: filter 'eo' → 0 windows"));
+    ASSERT_TRUE(press(d.s, {"BackSpace", "Down", "Return"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == notes; }, 5s)) << app.log().toStdString();
+    EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
+
+    // The hotkey and the keys behind it at once, before the panel can be up: none is lost.
+    ASSERT_TRUE(press(d.s, {"super+grave", "r", "e", "p", "Return"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == report; }, 5s)) << app.log().toStdString();
+    EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
+
+    // A window on another virtual desktop: choosing it switches there.
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
+    ASSERT_TRUE(press(d.s, {"w", "h", "e", "r", "e", "KP_Enter"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == away; }, 5s)) << app.log().toStdString();
+    EXPECT_EQ(d.s.x().cardinals(d.s.x().root(), "_NET_CURRENT_DESKTOP").value(0), 1u);
+
+    // Escape with Shift held closes it and gives the keyboard back; nothing else changes.
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
+    ASSERT_TRUE(press(d.s, {"shift+Escape"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
+    EXPECT_EQ(activeWindow(d.s), away);
+}
+
+TEST(WindowManagementEndToEnd, theSwitcherHotkeyWithNoApplicationToListGivesTheKeyboardBackAtOnce)
+{
+    // An empty desktop: no window, so no application in front.
+    struct {
+        XTestSession& s = XTestSession::get();
+    } d;
+    Tamsinvale app(d.s, "switcher-nothing-to-list");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    // The hotkey holds the keyboard for the panel from its press; with no application in front nothing opens, and
+    // the keyboard goes back without waiting out the hand-over.
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return !d.s.x().keyboardGrabbedByAnother(); }, 5s));
+    EXPECT_FALSE(switcherPanel(d.s));
+    EXPECT_FALSE(app.log().contains("nobody took the keyboard")) << app.log().toStdString();
+}
