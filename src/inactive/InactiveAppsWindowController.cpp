@@ -63,6 +63,7 @@ void InactiveAppsWindowController::show()
     }
     m_panel->show();
     m_panel->raise();
+    m_panel->activateWindow();
     m_open = true;
     qCInfo(lcInactive, "window: shown with %lld apps inactive for more than %s (+%lld ms)",
            static_cast<long long>(m_view->rows().size()), qUtf8Printable(m_view->thresholdLabel()),
@@ -78,6 +79,11 @@ void InactiveAppsWindowController::close()
     m_awaitingFirstPaint = false;
     m_panel->hide();
     m_panel->setView(nullptr);
+    // The panel had the keyboard: give it back to the application the user was in, rather than to whichever
+    // window the window manager picks next. Not when the user has already gone on to another application.
+    const auto front = m_platform.workspace->frontmostApplication();
+    if (m_userApp && (!front || front->pid == m_platform.workspace->ownPid()))
+        m_platform.workspace->activate(*m_userApp, false);
     // Released later: this runs inside the view's own Escape or a click on the panel.
     m_view.release()->deleteLater();
     qCInfo(lcInactive, "window: closed");

@@ -85,9 +85,9 @@ QPixmap initialIcon(const QString& name, int size)
 
 InactivePanel::InactivePanel(AppIconStore* icons, QWidget* parent) : QWidget(parent), m_icons(icons)
 {
-    // A frameless floating panel, above normal windows; showing it does not take the focus from the user's work.
+    // A frameless floating panel above normal windows. It takes the keyboard when shown, so Escape closes it at
+    // once; the controller hands the focus back when it closes.
     setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    setAttribute(Qt::WA_ShowWithoutActivating);
     setWindowTitle(windowTitleText);
     setStyleSheet(QLatin1String(panelStyleSheet));
     setFocusPolicy(Qt::ClickFocus);

@@ -164,8 +164,12 @@ TEST(InactiveAppsWindow, escapeWithShiftHeldClosesAndTheNextShowStartsAfresh)
     r.click(r.panel().quitButton(21));
     const QPointer<InactiveAppsView> firstView = r.controller.view();
 
+    // Shown, the panel has the keyboard: Tamsinvale is the frontmost application.
+    r.desktop.workspace.setFrontmost(r.desktop.workspace.ownPid());
     QTest::keyClick(&r.panel(), Qt::Key_Escape, Qt::ShiftModifier);
     EXPECT_FALSE(r.controller.isOpen());
+    // The keyboard goes back to the application the user was in, not to whatever the window manager picks.
+    EXPECT_EQ(r.desktop.workspace.activations(), (QList<std::pair<std::int32_t, bool>>{{24, false}}));
     EXPECT_FALSE(r.panel().isVisible());
     EXPECT_EQ(r.controller.view(), nullptr);
     EXPECT_EQ(r.panel().view(), nullptr);
@@ -178,9 +182,11 @@ TEST(InactiveAppsWindow, escapeWithShiftHeldClosesAndTheNextShowStartsAfresh)
     EXPECT_EQ(r.panel().detailText(21), "Last used 4 days ago") << "no state carried over from the last showing";
     EXPECT_TRUE(r.panel().quitButton(21)->isEnabled());
 
-    // The Close button closes too.
+    // The Close button closes too; the user has gone on to another application meanwhile, which keeps the focus.
+    r.desktop.workspace.setFrontmost(22);
     r.click(r.panel().closeButton());
     EXPECT_FALSE(r.controller.isOpen());
+    EXPECT_EQ(r.desktop.workspace.activations().size(), 1);
 }
 
 TEST(InactiveAppsWindow, opensCentredOnTheMainScreenWhereverThePrimaryMonitorStands)

@@ -1,7 +1,7 @@
 // Inactive apps end to end: the real tamsinvale, run 100 hours ahead of the real clock with libfaketime, so that
 // an xterm and test clients started just before it have been idle for 100 hours while another window is in
-// front. `tamsinvale inactive` lists them; the window opened through `tamsinvale ctl` shows them without taking
-// the focus; Quit All closes them through close requests; a window that refuses is reported, never killed.
+// front. `tamsinvale inactive` lists them; the window opened through `tamsinvale ctl` shows them and takes the
+// keyboard, giving it back when it closes; Quit All closes them through close requests; a window that refuses is reported, never killed.
 #include <gtest/gtest.h>
 
 #include <QDir>
@@ -166,7 +166,7 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     // Not a week yet.
     EXPECT_TRUE(app.command({"inactive", "--hours", "168"}).output.contains("No apps have been inactive for 1 week"));
 
-    // The window, opened from the command line, on the primary monitor, over every desktop, the focus left alone.
+    // The window, opened from the command line, on the primary monitor, over every desktop.
     ASSERT_EQ(runWith(app.env, {tamsinvalePath, "ctl", "close-inactive-apps"}).exitCode, 0);
     std::optional<xcb_window_t> panel;
     ASSERT_TRUE(s.waitUntil([&] { return (panel = panelWindow(s)).has_value(); }, 10s)) << "the window did not appear";
@@ -177,7 +177,16 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
         const auto clients = xtools::rootWindowList("_NET_CLIENT_LIST");
         return clients && clients->contains(*panel);
     }));
-    EXPECT_EQ(xtools::activeWindow(), front->window(0)) << "opening the window took the focus";
+    // It takes the keyboard at once: Escape, Shift still held, closes it without a click, and the focus goes back
+    // to the window the user was in.
+    ASSERT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == panel; })) << "the window did not take the focus";
+    ASSERT_TRUE(s.tool({"xdotool", "key", "shift+Escape"}));
+    ASSERT_TRUE(s.waitUntil([&] { return !panelWindow(s); }, 10s)) << "Escape did not close the window";
+    EXPECT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == front->window(0); }))
+        << "closing the window did not give the focus back";
+    ASSERT_EQ(runWith(app.env, {tamsinvalePath, "ctl", "close-inactive-apps"}).exitCode, 0);
+    ASSERT_TRUE(s.waitUntil([&] { return (panel = panelWindow(s)).has_value(); }, 10s)) << "the window did not reappear";
+    ASSERT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == panel; }));
     const auto state = xtools::property(*panel, "_NET_WM_STATE");
     ASSERT_TRUE(state);
     // On every desktop: the manager keeps it on "all desktops" (Openbox does so without a sticky state).
@@ -219,8 +228,8 @@ TEST(InactiveEndToEnd, idleAppsAreListedShownAndAskedToQuitNeverKilled)
     EXPECT_TRUE(front->process().running());
     screenshot(s, "inactive-apps-still-running");
 
-    // Clicked, the window has the focus; Escape (Shift held) closes it.
-    ASSERT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == panel; })) << "the click did not focus the window";
+    // After the clicks the window still has the focus; Escape (Shift held) closes it.
+    ASSERT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == panel; })) << "the window lost the focus";
     ASSERT_TRUE(s.tool({"xdotool", "key", "shift+Escape"}));
     EXPECT_TRUE(s.waitUntil([&] { return !panelWindow(s); }, 10s)) << "Escape did not close the window";
     EXPECT_TRUE(app.waitForLog("tamsinvale.inactive: window: closed"));
