@@ -45,7 +45,7 @@ void SwitcherWindowController::show()
 {
     m_showTimer.start();
     const bool trusted = m_platform.accessibility && m_platform.accessibility->isProcessTrusted();
-    qCInfo(lcSwitcher, "show: begin (axTrusted=%d)", trusted ? 1 : 0);
+    qCInfo(lcSwitcher, "show: begin (axTrusted=%s)", logBool(trusted));
     if (m_open) {
         // A second show replaces the session; the old view's keys are no longer ours.
         if (m_capture)
@@ -100,9 +100,9 @@ void SwitcherWindowController::show()
         m_window->requestActivate();
     const std::optional<RunningApp> front =
         m_platform.workspace ? m_platform.workspace->frontmostApplication() : std::nullopt;
-    qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%d, shortcuts=%ld)",
+    qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%s, shortcuts=%ld)",
            long(sinceShow()), qUtf8Printable(front ? front->localizedName : QStringLiteral("none")),
-           m_capturing ? 1 : 0, long(m_store.shortcuts().size()));
+           logBool(m_capturing), long(m_store.shortcuts().size()));
 
     // The view appears once the panel is on screen; until then keys wait in the router.
     cancelTask(m_appearFallback);

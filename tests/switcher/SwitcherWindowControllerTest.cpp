@@ -62,10 +62,15 @@ TEST(SwitcherPanel, aKeyTypedBeforeTheCaptureBeganIsHandedOverAndActs)
 TEST(SwitcherPanel, anUnboundKeyBeepsOnceAndEscapeClosesAndReleasesTheKeyboard)
 {
     Panel p;
+    LogCapture log("tamsinvale.switcher");
     p.controller.show();
+    // Booleans read as words in the log.
+    EXPECT_TRUE(log.has("show: begin (axTrusted=true)")) << log.dump().toStdString();
+    EXPECT_TRUE(log.has("isKey=true, shortcuts=0)")) << log.dump().toStdString();
     p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
     ASSERT_TRUE(p.controller.router()->hasHandler());
     p.capture.press(16, "y");
+    EXPECT_TRUE(log.has("handler: idle key 'y' custom=0 discovered=0 twoKey=false")) << log.dump().toStdString();
     EXPECT_EQ(p.desktop.workspace.beeps(), 1);
     EXPECT_TRUE(p.controller.isOpen());
     ASSERT_TRUE(p.controller.window());
