@@ -155,6 +155,7 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
     switch (type) {
     case XCB_PROPERTY_NOTIFY: {
         const auto* e = reinterpret_cast<const xcb_property_notify_event_t*>(event);
+        m_lastPropertyTime = e->time;
         emit propertyChanged(e->window, e->atom);
         return;
     }

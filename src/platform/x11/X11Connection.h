@@ -47,6 +47,8 @@ public:
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
     void handleEvent(const xcb_generic_event_t* event);
+    // The server time of the property change being announced (or the last one announced).
+    xcb_timestamp_t lastPropertyTime() const { return m_lastPropertyTime; }
 
 signals:
     void propertyChanged(xcb_window_t window, xcb_atom_t atom);
@@ -72,6 +74,7 @@ private:
     bool m_filterInstalled = false;
     bool m_ownsEvents = false;
     QSet<xcb_window_t> m_watched;
+    xcb_timestamp_t m_lastPropertyTime = XCB_CURRENT_TIME;
 };
 
 }  // namespace tamsinvale
