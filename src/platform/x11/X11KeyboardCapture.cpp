@@ -195,24 +195,21 @@ bool X11KeyboardCapture::handleEvent(const xcb_generic_event_t* event)
     const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
     if (e->event != m_root || isModifierKeysym(m_keyMap.keysymAt(e->detail, 0)))
         return false;
+    // Our hotkeys (and their auto-repeat) stay with the hotkey backend. Any other key is typing, whatever is held
+    // with it: people roll from the hotkey's Super, or reach for a key with Alt or Ctrl still down, and mean the
+    // key's plain character (the modifiers travel along for the record).
+    if (m_hotkeys && m_hotkeys->ownsPress(e->detail, e->state))
+        return false;
     const CapturedKey key = translate(e->detail, e->state);
-    // Chords with Command, Option or Control are hotkeys: they stay with the hotkey backend.
-    const bool chord = key.modifiers & (carbonCommand | carbonOption | carbonControl);
     if (!m_capturing) {
-        // A plain press reaches the root only under one of our grabs: typed while the hotkey is still held, or
-        // while it holds the keyboard for us. Other grabs of ours (a key watch) are no business of the switcher.
+        // A press reaches the root only under one of our grabs: typed while the hotkey is still held, or while it
+        // holds the keyboard for us. Other grabs of ours (a key watch) are no business of the capture.
         if (m_hotkeys && !m_hotkeys->holdsKeyboard())
             return false;
-        if (chord) {
-            m_early.clear();
-        } else {
-            m_early.removeIf([&](const auto& p) { return e->time - p.first > earlyPressWindowMs; });
-            m_early.append({e->time, key});
-        }
+        m_early.removeIf([&](const auto& p) { return e->time - p.first > earlyPressWindowMs; });
+        m_early.append({e->time, key});
         return false;
     }
-    if (chord)
-        return false;
     // Only a hotkey's grab can freeze the keyboard, and our grab leaves none active; should a press reach us
     // frozen all the same (our grab taken away behind our back), it must not stay so.
     xcb_allow_events(m_connection, XCB_ALLOW_ASYNC_KEYBOARD, e->time);
