@@ -64,8 +64,18 @@ void SwitcherWindowController::show()
         m_capturing = m_capture->begin([this](const CapturedKey& key) {
             keyDown(SwitcherKeyEvent{key.keyCode, key.text, key.modifiers});
         });
-        if (m_capturing)
+        if (m_capturing) {
             qCInfo(lcSwitcher, "panel: became key window");
+            // A click into another window means the user went there: the switcher lets go, as on Escape, and the
+            // click goes on to that window.
+            m_capture->setPressOutsideHandler([this] { return m_window ? m_window->geometry() : QRect(); },
+                                              [this] {
+                                                  if (!m_open)
+                                                      return;
+                                                  qCInfo(lcSwitcher, "close: pointer pressed outside the panel");
+                                                  close();
+                                              });
+        }
     }
     qCInfo(lcSwitcher, "show: monitor ready (+%ld ms)", long(sinceShow()));
 
@@ -133,6 +143,7 @@ void SwitcherWindowController::close()
     m_open = false;
     cancelTask(m_appearFallback);
     if (m_capture && m_capturing) {
+        m_capture->setPressOutsideHandler({}, {});
         m_capture->end();
         qCInfo(lcSwitcher, "panel: resigned key window");
     }

@@ -64,6 +64,7 @@ QString textOf(xcb_keysym_t keysym)
 X11KeyboardCapture::X11KeyboardCapture(X11Connection& connection, X11Hotkeys* hotkeys, QObject* parent)
     : X11KeyboardCapture(connection.xcb(), connection.root(), true, hotkeys, parent)
 {
+    connect(&connection, &X11Connection::buttonPressed, this, &X11KeyboardCapture::pointerButtonPressed);
 }
 
 X11KeyboardCapture::X11KeyboardCapture(xcb_connection_t* connection, xcb_window_t root, bool filterQtEvents,
@@ -141,6 +142,31 @@ void X11KeyboardCapture::end()
     xcb_flush(m_connection);
     if (m_hotkeys)
         m_hotkeys->keyboardGivenBack();
+}
+
+void X11KeyboardCapture::setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside)
+{
+    m_panelArea = std::move(panelArea);
+    m_onPressOutside = std::move(onPressOutside);
+}
+
+void X11KeyboardCapture::pointerButtonPressed(std::uint32_t button)
+{
+    // 4–7 are the wheel's steps, not presses.
+    const bool press = (button >= 1 && button <= 3) || button >= 8;
+    if (!m_capturing || !m_onPressOutside || !press)
+        return;
+    // Our keyboard grab leaves the pointer alone: the press has gone to the window under it. Where that was:
+    auto* pointer = xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+    if (!pointer)
+        return;
+    const QPoint at(pointer->root_x, pointer->root_y);
+    std::free(pointer);
+    if (m_panelArea && m_panelArea().contains(at))
+        return;
+    // A copy: the handler normally ends the capture, and may replace the handler.
+    auto onOutside = m_onPressOutside;
+    onOutside();
 }
 
 void X11KeyboardCapture::deliver(const CapturedKey& key)
