@@ -17,7 +17,7 @@ char* qtArgv[] = {qtProgramName, nullptr};
 
 }  // namespace
 
-bool XTestSession::start(QString* failure)
+bool XTestSession::start(QString* failure, QSize rootSize)
 {
     auto s = std::make_unique<XTestSession>();
     auto fail = [failure](const QString& why) {
@@ -27,7 +27,7 @@ bool XTestSession::start(QString* failure)
     };
     if (!s->m_dataHome.isValid())
         return fail(QStringLiteral("no temporary directory"));
-    s->m_xvfb = XvfbServer::start(defaultSize);
+    s->m_xvfb = XvfbServer::start(rootSize);
     if (!s->m_xvfb)
         return fail(QStringLiteral("Xvfb did not start (is the xvfb package installed?)"));
     s->m_display = std::make_unique<XTestDisplay>(s->m_xvfb->display());
@@ -121,7 +121,7 @@ QList<xcb_window_t> XTestSession::stackingBottomToTop()
 
 bool XTestSession::resetMonitors()
 {
-    return x().setMonitors({MonitorSpec{QStringLiteral("M0"), QRect(QPoint(0, 0), defaultSize), true}});
+    return x().setMonitors({MonitorSpec{QStringLiteral("M0"), QRect(QPoint(0, 0), rootSize()), true}});
 }
 
 }  // namespace tamsinvale::x11test
