@@ -171,6 +171,9 @@ TEST(SwitcherOnTheDesktop, aScriptStartedFromAShortcutOutlivesQuit)
     auto other = s.client({windowAt("busy", 100, 100)});
     ASSERT_TRUE(other);
     TamsinvaleInstance app(s, artifactsDir() + "/script-outlives.log");
+    // The system's python3, found the way a fresh desktop session finds it.
+    app.setEnvironment("PATH", "/usr/local/bin:/usr/bin:/bin");
+    app.setEnvironment("SHELL", "/bin/bash");
     const ToolRun added = app.shortcuts({"add", script, "j"});
     ASSERT_EQ(added.exitCode, 0) << added.output.toStdString();
     ASSERT_TRUE(app.start()) << app.log().toStdString();

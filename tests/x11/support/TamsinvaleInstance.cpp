@@ -14,8 +14,10 @@ namespace tamsinvale::x11test {
 TamsinvaleInstance::TamsinvaleInstance(XTestSession& session, const QString& logPath)
     : m_session(session), m_logPath(logPath)
 {
+    // A home of its own too: login shells it starts (the python3 search) read no profile of the machine's user.
+    QDir().mkpath(m_config.path() + "/home");
     m_environment = {"DISPLAY=" + session.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
-                     "XDG_CONFIG_HOME=" + m_config.path(),
+                     "HOME=" + m_config.path() + "/home", "XDG_CONFIG_HOME=" + m_config.path(),
                      "XDG_DATA_HOME=" + QFileInfo(session.applicationsDir()).path(),
                      "XDG_DATA_DIRS=/usr/local/share:/usr/share", "XDG_CURRENT_DESKTOP=Openbox", "TAMSINVALE_VERBOSE=1"};
     QDir().mkpath(QFileInfo(m_logPath).absolutePath());
@@ -26,6 +28,12 @@ TamsinvaleInstance::~TamsinvaleInstance()
 {
     if (running())
         quit();
+}
+
+void TamsinvaleInstance::setEnvironment(const QString& name, const QString& value)
+{
+    m_environment.removeIf([&](const QString& entry) { return entry.startsWith(name + QLatin1Char('=')); });
+    m_environment.append(name + QLatin1Char('=') + value);
 }
 
 ToolRun TamsinvaleInstance::setting(const QString& name, const QString& value)

@@ -27,6 +27,8 @@ public:
     TamsinvaleInstance(const TamsinvaleInstance&) = delete;
     TamsinvaleInstance& operator=(const TamsinvaleInstance&) = delete;
 
+    // Before start: an environment variable of its own ("NAME", "value"), replacing what it would inherit.
+    void setEnvironment(const QString& name, const QString& value);
     // Before start: `tamsinvale settings set NAME VALUE` and `tamsinvale shortcuts ARGS…` on its configuration.
     ToolRun setting(const QString& name, const QString& value);
     ToolRun shortcuts(const QStringList& arguments);
