@@ -131,6 +131,12 @@ void MenuBarDimmer::reassert()
     placeStrips(true);
 }
 
+void MenuBarDimmer::checkFullScreen()
+{
+    if (!m_windows.empty())
+        placeStrips(false);
+}
+
 bool MenuBarDimmer::fullScreenInFront(const QRectF& screen, const WindowSnapshot& windows) const
 {
     const ScreenCoordinates coordinates = ScreenCoordinates::of(*m_platform.screens);

@@ -30,6 +30,8 @@ public:
     void removeAll();
     // After an activation: strips back on top, rebuilt first if the menu bar geometry changed.
     void reassert();
+    // A window may have gone full screen without an activation (the focus dimmer saw it): strips step aside.
+    void checkFullScreen();
 
     // One frame per screen with a menu bar, in screen order (screen coordinates).
     QList<QRectF> desiredFrames() const;

@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 
 #include "DimmingTestSupport.h"
+#include "dimming/DimmingServices.h"
 #include "dimming/MenuBarDimmer.h"
 #include "dimming/MenuBarGeometry.h"
 #include "dimming/OverlayImageLoader.h"
@@ -281,4 +282,25 @@ TEST(MenuBarDimmer, withoutTranslucencyNoStripIsDrawnAndACompositorArrivingLater
     d.desktop.server.setTranslucencyAvailable(false);
     EXPECT_TRUE(dimmer.windows().empty());
     EXPECT_TRUE(d.desktop.server.panels().isEmpty());
+}
+
+TEST(MenuBarDimmer, aWindowGoingFullScreenWithoutAnActivationStillMovesTheStripAside)
+{
+    DimmingDesktop d;
+    d.menuBar(QRectF(0, 0, 1512, 25));
+    const WindowNumber video = d.window(10, DimmingDesktop::onLeft());
+    d.activate(10);
+    DimmingServices dimming(d.desktop.platform(), d.settings, std::make_unique<RecordingMedia>());
+    dimming.focusDimmer().refresh();
+    dimming.menuBarDimmer().apply();
+    ASSERT_EQ(dimming.menuBarDimmer().windows().size(), 1u);
+    OverlayPanel* strip = dimming.menuBarDimmer().windows()[0].get();
+    d.desktop.scheduler.advance(1.0);
+    ASSERT_TRUE(strip->isVisible());
+
+    // The player resizes itself to the whole display: only its accessibility notification tells.
+    d.desktop.server.window(video)->bounds = QRectF(0, 0, 1512, 982);
+    d.desktop.server.postNotification(10, AXNotification::windowResized, AXElement{10, video});
+    d.desktop.scheduler.advance(0.1);
+    EXPECT_FALSE(strip->isVisible());
 }

@@ -424,6 +424,8 @@ TEST(DimmingEndToEnd, menuBarStripsNeverCoverAFullScreenWindowAndComeBackAfterIt
         const auto g = xtools::geometry(d.notesLeft);
         return g && g->size() == leftMonitor.size();
     }));
+    // Going full screen is no activation: the strip steps aside all the same.
+    EXPECT_TRUE(d.s.waitUntil([&] { return !covered(); })) << "a menu bar strip covers the full-screen window";
     for (const int round : {1, 2}) {
         ASSERT_TRUE(activate(d.s, d.mailRight));
         const int before = activations();
