@@ -15,6 +15,9 @@ DimmingServices::DimmingServices(const Platform& platform, SettingsStore& settin
     m_focusDimmer = std::make_unique<FocusDimmer>(platform, settings, *m_media);
     m_menuBarDimmer = std::make_unique<MenuBarDimmer>(platform, settings);
     FocusDimmer* dimmer = m_focusDimmer.get();
+    // Going full screen is no activation; the dimmer notices it through the front application's resize.
+    QObject::connect(dimmer, &FocusDimmer::fullScreenWindowInFront, m_menuBarDimmer.get(),
+                     &MenuBarDimmer::checkFullScreen);
     // The picture and the cover rule show at once, not only after the next activation.
     auto appearance = [dimmer] { dimmer->applyAppearance(); };
     QObject::connect(&settings, &SettingsStore::focusDimBlackBackgroundChanged, dimmer, appearance);

@@ -29,7 +29,7 @@ FocusDimmer::FocusDimmer(const Platform& platform, SettingsStore& settings, Medi
         handleScreenConfigurationChange();
     });
     connect(ws, &Workspace::activeSpaceChanged, this, [this] {
-        DIMLOG << "activeSpaceChanged notification";
+        DIMLOG << "activeSpaceDidChange notification";
         refresh();
     });
     connect(ws, &Workspace::screensDidWake, this, [this] {

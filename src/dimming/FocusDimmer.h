@@ -94,6 +94,8 @@ public:
 
 signals:
     void quickDimModeActiveChanged(bool active);
+    // A full-screen window was found in front (the overlays have stepped aside for it).
+    void fullScreenWindowInFront();
     void clearInactiveScreensActiveChanged(bool active);
 
 private:

@@ -203,6 +203,7 @@ void FocusDimmer::startFullscreenRecovery()
     m_recoveryAttempts = attempts;
     schedule(m_fullscreenRecoveryWork, 0.1, [attempts](FocusDimmer& d) { d.runFullscreenRecovery(attempts); });
     DIMLOG << "fullscreenRecovery: started polling for fullscreen exit";
+    emit fullScreenWindowInFront();
 }
 
 void FocusDimmer::runFullscreenRecovery(std::shared_ptr<int> attempts)

@@ -17,6 +17,9 @@ public:
 
     virtual std::optional<QVariant> value(const QString& key) const = 0;
     virtual void setValue(const QString& key, const QVariant& value) = 0;
+    // Several values as one change: observers hear of it once, after all of them are in place, so that none of
+    // them reads a half-written state.
+    virtual void setValues(const QVariantMap& values) = 0;
     virtual void removeValue(const QString& key) = 0;
     virtual QStringList keys() const = 0;
     // Writes pending changes to storage now. False when storage could not be written.

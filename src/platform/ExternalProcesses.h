@@ -32,7 +32,8 @@ public:
 
     // Runs to completion, capturing standard output (standard error is discarded).
     virtual ProcessOutput run(const QString& program, const QStringList& arguments, double timeoutSeconds) = 0;
-    // Starts detached from our streams (all three on the null device); `finished` runs on the main queue.
+    // Starts a program for the user: detached from our streams (all three on the null device) and from our
+    // lifetime (it keeps running when we quit); `finished` runs on the main queue if it ends while we run.
     virtual ProcessStart start(const QString& program, const QStringList& arguments, const QString& workingDirectory,
                                const std::optional<Environment>& environment,
                                std::function<void(int exitCode)> finished) = 0;

@@ -2,6 +2,7 @@
 // is on screen and focused still reach us; every press is reported with its key code, text and modifiers.
 #pragma once
 
+#include <QRect>
 #include <QString>
 #include <cstdint>
 #include <functional>
@@ -23,6 +24,16 @@ public:
     virtual bool begin(std::function<void(const CapturedKey&)> onKey) = 0;
     virtual void end() = 0;
     virtual bool isCapturing() const = 0;
+
+    // While capturing, a pointer button press (the wheel does not count) outside `panelArea` calls `onPressOutside`:
+    // a click elsewhere means the user has moved on, as Escape would. The press is not taken; it still reaches the
+    // window under the pointer. `panelArea` is in top-level coordinates and read at each press. Kept across
+    // captures until replaced; an empty `onPressOutside` stops it. A capture that cannot see the pointer ignores it.
+    virtual void setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside)
+    {
+        Q_UNUSED(panelArea);
+        Q_UNUSED(onPressOutside);
+    }
 };
 
 }  // namespace tamsinvale

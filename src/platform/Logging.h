@@ -17,6 +17,9 @@ Q_DECLARE_LOGGING_CATEGORY(lcMedia)
 Q_DECLARE_LOGGING_CATEGORY(lcPermissions)
 Q_DECLARE_LOGGING_CATEGORY(lcLogin)
 
+// A boolean in a log line, as the unified log prints one: "true" or "false".
+constexpr const char* logBool(bool value) { return value ? "true" : "false"; }
+
 // Debug lines are off unless asked for (--verbose, or TAMSINVALE_VERBOSE=1 in the environment).
 void configureLogging(bool verbose);
 

@@ -4,8 +4,10 @@
 #include <QColor>
 #include <QImage>
 #include <QRectF>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "WindowList.h"
 
@@ -57,6 +59,20 @@ public:
     virtual ~OverlayPanels() = default;
     // A new hidden panel at a window level (WindowLevel); it ignores the mouse.
     virtual std::unique_ptr<OverlayPanel> createPanel(const QRectF& frame, int level) = 0;
+
+    // Whether panels made now can be see-through (a translucent fill, an alpha below 1 show what lies beneath).
+    // Always on macOS; on X11 only while a compositor runs. Without it a translucent layer would be painted
+    // opaque, so such layers are better left out.
+    virtual bool translucencyAvailable() const { return true; }
+    // `onChange` runs on the main thread each time translucencyAvailable() changes (a compositor started or
+    // stopped). Panels made before keep what they were made with: rebuild them. Drop the token to stop.
+    std::shared_ptr<void> observeTranslucency(std::function<void()> onChange);
+
+protected:
+    void translucencyChanged();
+
+private:
+    std::vector<std::weak_ptr<std::function<void()>>> m_translucencyObservers;
 };
 
 }  // namespace tamsinvale

@@ -1,6 +1,7 @@
 // Typed conveniences shared by every backend of the platform interfaces.
 #include "Accessibility.h"
 #include "Defaults.h"
+#include "OverlayPanels.h"
 #include "Workspace.h"
 
 #include <QDateTime>
@@ -119,5 +120,26 @@ Platform& platformSlot()
 
 Platform& currentPlatform() { return platformSlot(); }
 void installPlatform(const Platform& platform) { platformSlot() = platform; }
+
+}  // namespace tamsinvale
+
+namespace tamsinvale {
+
+std::shared_ptr<void> OverlayPanels::observeTranslucency(std::function<void()> onChange)
+{
+    auto observer = std::make_shared<std::function<void()>>(std::move(onChange));
+    m_translucencyObservers.push_back(observer);
+    return observer;
+}
+
+void OverlayPanels::translucencyChanged()
+{
+    std::erase_if(m_translucencyObservers, [](const auto& o) { return o.expired(); });
+    // A copy: an observer may add or drop observers while it runs.
+    const auto observers = m_translucencyObservers;
+    for (const auto& weak : observers)
+        if (const auto observer = weak.lock())
+            (*observer)();
+}
 
 }  // namespace tamsinvale

@@ -5,6 +5,8 @@
 #include <QPainterPath>
 #include <cmath>
 
+#include "platform/Logging.h"
+
 namespace tamsinvale {
 
 namespace {
@@ -15,6 +17,8 @@ constexpr double fadeTick = 1.0 / 60.0;
 LaunchOverlayController::LaunchOverlayController(const Platform& platform, QObject* parent)
     : QObject(parent), m_platform(platform), m_self(std::make_shared<LaunchOverlayController*>(this))
 {
+    if (m_platform.overlays)
+        m_translucencyWatch = m_platform.overlays->observeTranslucency([this] { rebuildPanels(); });
 }
 
 LaunchOverlayController::~LaunchOverlayController() { cancelTask(m_fadeTask); }
@@ -32,7 +36,15 @@ void LaunchOverlayController::show(const QString& message, const std::optional<Q
     m_model.update(message, icon);
     if (!m_platform.overlays)
         return;
-    if (!m_dimWindow) {
+    // Black at half alpha is a dim layer only where it can be see-through; drawn opaque it would black the screen
+    // out until the application appears. Without translucency the card shows alone.
+    const bool dims = m_platform.overlays->translucencyAvailable();
+    if (!dims && !m_loggedNoDimming) {
+        qCInfo(lcSwitcher, "launch overlay: no compositor is running, so the screen is not dimmed behind the card "
+                           "(the dim layer would be drawn opaque)");
+        m_loggedNoDimming = true;
+    }
+    if (dims && !m_dimWindow) {
         m_dimWindow = m_platform.overlays->createPanel(QRectF(), dimLevel);
         OverlayAppearance dim;
         dim.fill = QColor(0, 0, 0, 128);
@@ -47,12 +59,15 @@ void LaunchOverlayController::show(const QString& message, const std::optional<Q
     m_isFadingOut = false;
     cancelTask(m_fadeTask);
     m_window->setAlpha(1.0);
-    m_dimWindow->setAlpha(1.0);
+    if (m_dimWindow)
+        m_dimWindow->setAlpha(1.0);
 
     const std::optional<ScreenInfo> screen = m_platform.screens ? m_platform.screens->mainScreen() : std::nullopt;
     if (screen) {
-        m_dimWindow->setFrame(screen->frame);
-        m_dimWindow->orderFrontRegardless();
+        if (m_dimWindow) {
+            m_dimWindow->setFrame(screen->frame);
+            m_dimWindow->orderFrontRegardless();
+        }
         const double width = m_model.cardWidth();
         const double height = m_window->frame().height() > 0 ? m_window->frame().height() : cardHeight;
         const QPointF mid = screen->visibleFrame.center();
@@ -114,7 +129,8 @@ void LaunchOverlayController::fadeStep()
     const double t = std::min(1.0, (m_platform.scheduler->now() - m_fadeStarted) / fadeSeconds);
     const double eased = 1.0 - (1.0 - t) * (1.0 - t);
     m_window->setAlpha(1.0 - eased);
-    m_dimWindow->setAlpha(1.0 - eased);
+    if (m_dimWindow)
+        m_dimWindow->setAlpha(1.0 - eased);
     if (t >= 1.0) {
         cancelTask(m_fadeTask);
         finishFade();
@@ -127,9 +143,28 @@ void LaunchOverlayController::finishFade()
         return;
     m_isFadingOut = false;
     m_window->orderOut();
-    m_dimWindow->orderOut();
     m_window->setAlpha(1.0);
-    m_dimWindow->setAlpha(1.0);
+    if (m_dimWindow) {
+        m_dimWindow->orderOut();
+        m_dimWindow->setAlpha(1.0);
+    }
+}
+
+void LaunchOverlayController::rebuildPanels()
+{
+    // The panels keep the visual they were made with; a compositor that came or went needs new ones.
+    const bool wasUp = isVisible() && !m_isFadingOut;
+    cancelTask(m_fadeTask);
+    m_isFadingOut = false;
+    m_window.reset();
+    m_dimWindow.reset();
+    if (m_platform.overlays && m_platform.overlays->translucencyAvailable())
+        m_loggedNoDimming = false;
+    if (wasUp) {
+        const QString message = m_model.message();
+        const std::optional<QImage> icon = m_model.icon();
+        show(message, icon);
+    }
 }
 
 QImage LaunchOverlayController::renderCard(const LaunchOverlayModel& model, int height, double scale)

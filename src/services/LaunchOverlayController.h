@@ -38,6 +38,7 @@ public:
     bool isVisible() const;
     bool hasKeyMonitors() const { return m_localMonitor || m_globalMonitor; }
     OverlayPanel* window() const { return m_window.get(); }
+    // Absent where panels cannot be see-through (no compositor): the card then shows alone.
     OverlayPanel* dimWindow() const { return m_dimWindow.get(); }
 
     // The card as drawn: icon above the message on a dark rounded card.
@@ -46,6 +47,7 @@ public:
 private:
     void fadeStep();
     void finishFade();
+    void rebuildPanels();
 
     Platform m_platform;
     LaunchOverlayModel m_model;
@@ -59,6 +61,8 @@ private:
     TaskHandle m_fadeTask;
     double m_fadeStarted = 0;
     std::shared_ptr<LaunchOverlayController*> m_self;
+    std::shared_ptr<void> m_translucencyWatch;
+    bool m_loggedNoDimming = false;
 };
 
 }  // namespace tamsinvale

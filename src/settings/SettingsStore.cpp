@@ -29,10 +29,15 @@ void SettingsStore::load()
     for (const SettingField& field : settingsSchema())
         field.load(m_defaults, loaded);
     m_settings = loaded;
+    removeRetiredKeys();
+    m_isLoaded = true;
+}
+
+void SettingsStore::removeRetiredKeys()
+{
     for (const QString& key : retiredSettingsKeys())
         if (m_defaults.value(key))
             m_defaults.removeValue(key);
-    m_isLoaded = true;
 }
 
 void SettingsStore::reload()
@@ -42,6 +47,8 @@ void SettingsStore::reload()
     for (const SettingField& field : settingsSchema())
         field.load(m_defaults, loaded);
     m_settings = loaded;
+    // An older build or a hand edit may have written them back.
+    removeRetiredKeys();
     publish(previous);
 }
 

@@ -40,7 +40,8 @@ public:
 
     // Writes every property in table order; nothing until loading has finished.
     void save();
-    // Reads the domain again (after another process changed it); observers of changed properties are told.
+    // Reads the domain again (after another process changed it), removing the retired keys as the first load does;
+    // observers of changed properties are told.
     void reload();
 
     // Window size preset editing, as the settings window does it.
@@ -97,6 +98,7 @@ signals:
 
 private:
     void load();
+    void removeRetiredKeys();
     void publish(const Settings& previous);
     void editPreset(const QUuid& id, const std::function<void(WindowSizePreset&)>& edit);
 

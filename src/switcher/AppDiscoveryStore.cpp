@@ -184,14 +184,7 @@ void AppDiscoveryStore::scanDesktopDirectory(const QString& dir, const QString& 
             continue;
         if (entry->boolean(QStringLiteral("NoDisplay")) || entry->boolean(QStringLiteral("Hidden")))
             continue;
-        const QStringList current = m_configuration.currentDesktops;
-        if (entry->has(QStringLiteral("OnlyShowIn"))) {
-            const QStringList only = entry->list(QStringLiteral("OnlyShowIn"));
-            if (std::none_of(current.begin(), current.end(), [&](const QString& d) { return only.contains(d); }))
-                continue;
-        }
-        const QStringList notIn = entry->list(QStringLiteral("NotShowIn"));
-        if (std::any_of(current.begin(), current.end(), [&](const QString& d) { return notIn.contains(d); }))
+        if (!shownIn(*entry, m_configuration.currentDesktops))
             continue;
         if (entry->has(QStringLiteral("TryExec")) && !tryExecFound(entry->value(QStringLiteral("TryExec"))))
             continue;
@@ -200,6 +193,21 @@ void AppDiscoveryStore::scanDesktopDirectory(const QString& dir, const QString& 
             name = id;
         out.append(DiscoveredApp{id, name, id, child.filePath()});
     }
+}
+
+bool AppDiscoveryStore::shownIn(const DesktopEntryFile& entry, const QStringList& currentDesktops)
+{
+    // The desktop's names are checked in order (XDG_CURRENT_DESKTOP=XFCE:GNOME is Xfce first); the first name
+    // either list mentions decides. None mentioned: shown unless the entry is only for other desktops.
+    const QStringList only = entry.list(QStringLiteral("OnlyShowIn"));
+    const QStringList notIn = entry.list(QStringLiteral("NotShowIn"));
+    for (const QString& desktop : currentDesktops) {
+        if (only.contains(desktop))
+            return true;
+        if (notIn.contains(desktop))
+            return false;
+    }
+    return !entry.has(QStringLiteral("OnlyShowIn"));
 }
 
 bool AppDiscoveryStore::tryExecFound(const QString& tryExec) const

@@ -12,6 +12,8 @@
 
 namespace tamsinvale {
 
+class DesktopEntryFile;
+
 class BackgroundQueue;
 
 // Where and how to look. Bundles: .app folders at depth one and two under each root. Desktop entries: .desktop
@@ -57,6 +59,8 @@ public:
 
     // Sorted by name, locale-aware and case-insensitive; stable for equal names.
     static void sortByName(QList<DiscoveredApp>& apps);
+    // Whether an entry's OnlyShowIn/NotShowIn let it show on a desktop with these names (XDG_CURRENT_DESKTOP).
+    static bool shownIn(const DesktopEntryFile& entry, const QStringList& currentDesktops);
 
 signals:
     void appsChanged();

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include "platform/LocaleNames.h"
+
 namespace tamsinvale {
 
 namespace {
@@ -103,28 +105,6 @@ QString DesktopEntryFile::localizedName(const QStringList& localeNames) const
     return m_values.value(QStringLiteral("Name"));
 }
 
-QStringList DesktopEntryFile::currentLocaleNames()
-{
-    QString lang = qEnvironmentVariable("LC_ALL");
-    if (lang.isEmpty())
-        lang = qEnvironmentVariable("LC_MESSAGES");
-    if (lang.isEmpty())
-        lang = qEnvironmentVariable("LANG");
-    // lang_COUNTRY.ENCODING@MODIFIER; the encoding never takes part in matching.
-    const QString modifier = lang.contains(QLatin1Char('@')) ? lang.section(QLatin1Char('@'), 1) : QString();
-    const QString base = lang.section(QLatin1Char('@'), 0, 0).section(QLatin1Char('.'), 0, 0);
-    if (base.isEmpty() || base == QLatin1String("C") || base == QLatin1String("POSIX"))
-        return {};
-    const QString language = base.section(QLatin1Char('_'), 0, 0);
-    QStringList out;
-    if (!modifier.isEmpty())
-        out.append(base + QLatin1Char('@') + modifier);
-    if (base != language)
-        out.append(base);
-    if (!modifier.isEmpty())
-        out.append(language + QLatin1Char('@') + modifier);
-    out.append(language);
-    return out;
-}
+QStringList DesktopEntryFile::currentLocaleNames() { return currentMessageLocaleNames(); }
 
 }  // namespace tamsinvale

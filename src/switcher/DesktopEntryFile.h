@@ -24,7 +24,8 @@ public:
     // The best Name for the locale names in order of preference ("de_DE", "de"), else the plain Name.
     QString localizedName(const QStringList& localeNames) const;
 
-    // The user's locale as Desktop Entry locale names, most specific first (from LC_ALL, LC_MESSAGES, LANG).
+    // The user's message languages as Desktop Entry locale names, in gettext's order (LANGUAGE's list, else the
+    // first of LC_ALL, LC_MESSAGES and LANG), each most specific first.
     static QStringList currentLocaleNames();
 
 private:

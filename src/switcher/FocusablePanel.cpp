@@ -33,6 +33,15 @@ std::uint32_t keyCodeFor(int qtKey)
     }
 }
 
+// With Ctrl or Alt still held the text is a control character or nothing; the key itself still names its character.
+QString charactersIgnoringModifiers(const QKeyEvent& event)
+{
+    const QString text = event.text();
+    if ((text.isEmpty() || !text.at(0).isPrint()) && event.key() > Qt::Key_Space && event.key() <= Qt::Key_AsciiTilde)
+        return QString(QChar(event.key())).toLower();
+    return text;
+}
+
 void drawKeyCap(QPainter& p, const QRectF& rect, const QString& key, bool highlighted)
 {
     QPainterPath cap;
@@ -182,7 +191,7 @@ void FocusablePanel::paintEvent(QPaintEvent*)
 void FocusablePanel::keyPressEvent(QKeyEvent* event)
 {
     // Reached only when the keyboard capture could not be taken and the window has the focus.
-    SwitcherKeyEvent key{keyCodeFor(event->key()), event->text(), 0};
+    SwitcherKeyEvent key{keyCodeFor(event->key()), charactersIgnoringModifiers(*event), 0};
     if (key.keyCode == SwitcherKeyEvent::escape && !m_view) {
         if (onEscape)
             onEscape();

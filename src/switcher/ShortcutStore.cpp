@@ -5,6 +5,7 @@
 #include <QCollator>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopedValueRollback>
 #include <QSet>
 #include <algorithm>
 
@@ -59,6 +60,8 @@ std::optional<QString> lowered(const std::optional<QString>& s)
 ShortcutStore::ShortcutStore(const Platform& platform, QObject* parent) : QObject(parent), m_platform(platform)
 {
     load();
+    if (m_platform.defaults)
+        connect(m_platform.defaults, &DefaultsDomain::changed, this, &ShortcutStore::reloadIfChanged);
 }
 
 void ShortcutStore::load()
@@ -91,6 +94,9 @@ void ShortcutStore::load()
 
 void ShortcutStore::reloadIfChanged()
 {
+    // The notification of our own save: what is stored is what we hold.
+    if (m_saving)
+        return;
     const QList<AppShortcut> shortcuts = m_shortcuts;
     const QMap<QString, QString> first = m_discoveredKeyMap;
     const QMap<QString, QString> second = m_discoveredSecondKeyMap;
@@ -104,9 +110,12 @@ void ShortcutStore::save()
     DefaultsDomain* defaults = m_platform.defaults;
     if (!defaults)
         return;
-    defaults->setValue(storageKey, AppShortcut::encodeList(m_shortcuts));
-    defaults->setValue(discoveredKeysKey, encodeStringMap(m_discoveredKeyMap));
-    defaults->setValue(discoveredSecondKeysKey, encodeStringMap(m_discoveredSecondKeyMap));
+    // One change for the three keys: an observer reloading on the first key alone would read the other two as
+    // they were and write them back over ours.
+    const QScopedValueRollback saving(m_saving, true);
+    defaults->setValues({{storageKey, AppShortcut::encodeList(m_shortcuts)},
+                         {discoveredKeysKey, encodeStringMap(m_discoveredKeyMap)},
+                         {discoveredSecondKeysKey, encodeStringMap(m_discoveredSecondKeyMap)}});
 }
 
 void ShortcutStore::saveAndNotify()

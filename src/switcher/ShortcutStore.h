@@ -47,14 +47,15 @@ public:
         "Tamsinvale could not locate a python3 interpreter. Install Python 3 or ensure it is available in your "
         "login shell PATH.");
 
-    // Loads at once from `platform.defaults`; the other families are needed only to activate targets.
+    // Loads at once from `platform.defaults` and follows its changes from then on (bindings edited from the
+    // command line or by hand reach a running switcher); the other families are needed only to activate targets.
     explicit ShortcutStore(const Platform& platform, QObject* parent = nullptr);
 
-    // Persistence.
+    // Persistence. `save` writes the three keys as one change.
     void load();
     void save();
     // Loads again after the stored values changed under us (another process, a hand edit); tells observers
-    // only when the bindings differ.
+    // only when the bindings differ. Our own writes are not such a change.
     void reloadIfChanged();
 
     const QList<AppShortcut>& shortcuts() const { return m_shortcuts; }
@@ -136,6 +137,7 @@ private:
     QHash<QUuid, std::int32_t> m_scriptProcesses;
     std::optional<QString> m_pythonInterpreterURL;
     std::optional<Environment> m_loginShellEnvironment;
+    bool m_saving = false;
 
     LaunchOverlayController* m_overlay = nullptr;
     std::function<std::optional<QString>(const QString&)> m_fileChooser;

@@ -37,11 +37,6 @@ SwitcherServices::SwitcherServices(const Platform& platform, SwitcherOptions opt
     AppDiscoveryStore::setShared(m_discovery.get());
     AppIconStore::setShared(m_icons.get());
 
-    // Bindings edited from the command line (or by hand) reach the running switcher.
-    if (platform.defaults) {
-        ShortcutStore* store = m_shortcuts.get();
-        QObject::connect(platform.defaults, &DefaultsDomain::changed, store, [store] { store->reloadIfChanged(); });
-    }
 }
 
 SwitcherServices::~SwitcherServices()

@@ -270,8 +270,8 @@ std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& 
     const bool twoKey = std::any_of(custom.begin(), custom.end(), [](const AppShortcut& s) { return bool(s.secondKey); })
         || std::any_of(discovered.begin(), discovered.end(),
                        [this](const DiscoveredApp& a) { return bool(m_store.discoveredSecondKey(a)); });
-    qCInfo(lcSwitcher, "handler: idle key '%s' custom=%ld discovered=%ld twoKey=%d", qUtf8Printable(c),
-           long(custom.size()), long(discovered.size()), twoKey ? 1 : 0);
+    qCInfo(lcSwitcher, "handler: idle key '%s' custom=%ld discovered=%ld twoKey=%s", qUtf8Printable(c),
+           long(custom.size()), long(discovered.size()), logBool(twoKey));
     if (twoKey) {
         qCInfo(lcSwitcher, "handler: entering waitingForSecondKey('%s')", qUtf8Printable(c));
         m_inputState = ShortcutInputState::waitingForSecondKey(c);

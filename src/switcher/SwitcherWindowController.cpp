@@ -45,7 +45,7 @@ void SwitcherWindowController::show()
 {
     m_showTimer.start();
     const bool trusted = m_platform.accessibility && m_platform.accessibility->isProcessTrusted();
-    qCInfo(lcSwitcher, "show: begin (axTrusted=%d)", trusted ? 1 : 0);
+    qCInfo(lcSwitcher, "show: begin (axTrusted=%s)", logBool(trusted));
     if (m_open) {
         // A second show replaces the session; the old view's keys are no longer ours.
         if (m_capture)
@@ -64,8 +64,18 @@ void SwitcherWindowController::show()
         m_capturing = m_capture->begin([this](const CapturedKey& key) {
             keyDown(SwitcherKeyEvent{key.keyCode, key.text, key.modifiers});
         });
-        if (m_capturing)
+        if (m_capturing) {
             qCInfo(lcSwitcher, "panel: became key window");
+            // A click into another window means the user went there: the switcher lets go, as on Escape, and the
+            // click goes on to that window.
+            m_capture->setPressOutsideHandler([this] { return m_window ? m_window->geometry() : QRect(); },
+                                              [this] {
+                                                  if (!m_open)
+                                                      return;
+                                                  qCInfo(lcSwitcher, "close: pointer pressed outside the panel");
+                                                  close();
+                                              });
+        }
     }
     qCInfo(lcSwitcher, "show: monitor ready (+%ld ms)", long(sinceShow()));
 
@@ -100,9 +110,9 @@ void SwitcherWindowController::show()
         m_window->requestActivate();
     const std::optional<RunningApp> front =
         m_platform.workspace ? m_platform.workspace->frontmostApplication() : std::nullopt;
-    qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%d, shortcuts=%ld)",
+    qCInfo(lcSwitcher, "show: ordered front (+%ld ms total, frontmost=%s, isKey=%s, shortcuts=%ld)",
            long(sinceShow()), qUtf8Printable(front ? front->localizedName : QStringLiteral("none")),
-           m_capturing ? 1 : 0, long(m_store.shortcuts().size()));
+           logBool(m_capturing), long(m_store.shortcuts().size()));
 
     // The view appears once the panel is on screen; until then keys wait in the router.
     cancelTask(m_appearFallback);
@@ -133,6 +143,7 @@ void SwitcherWindowController::close()
     m_open = false;
     cancelTask(m_appearFallback);
     if (m_capture && m_capturing) {
+        m_capture->setPressOutsideHandler({}, {});
         m_capture->end();
         qCInfo(lcSwitcher, "panel: resigned key window");
     }

@@ -140,9 +140,16 @@ TEST(FocusDimmerEvents, screenChangesRebuildAndWakeRechecksOnSchedule)
     EXPECT_EQ(d.dimmer->windowsByScreen().size(), 1u);
     EXPECT_EQ(d.desktop.server.panels().size(), 1);
 
+    // A change of Space (desktop) refreshes, under the notification's own name.
+    log.clear();
+    emit d.desktop.workspace.activeSpaceChanged();
+    EXPECT_TRUE(log.has(QStringLiteral("activeSpaceDidChange notification"))) << log.dump().toStdString();
+    EXPECT_TRUE(log.has(QStringLiteral("(source=refresh)")));
+
     // Wake: the configuration after 0.5 s, refreshes at 2, 5 and 10 s.
     log.clear();
     emit d.desktop.workspace.screensDidWake();
+    EXPECT_TRUE(log.has(QStringLiteral("screensDidWake notification")));
     d.desktop.scheduler.advance(0.49);
     EXPECT_FALSE(log.has(QStringLiteral("handleScreenConfigurationChange")));
     d.desktop.scheduler.advance(0.02);

@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 
 #include "DimmingTestSupport.h"
+#include "dimming/DimmingServices.h"
 #include "dimming/MenuBarDimmer.h"
 #include "dimming/MenuBarGeometry.h"
 #include "dimming/OverlayImageLoader.h"
@@ -211,4 +212,95 @@ TEST(MenuBarDimmer, stripsFollowMenuBarsRecolourInPlaceAndGoWhenDisabled)
     dimmer.apply();
     EXPECT_TRUE(dimmer.windows().empty());
     EXPECT_TRUE(d.desktop.server.panels().isEmpty());
+}
+
+TEST(MenuBarDimmer, aFullScreenWindowIsNeverCoveredAndItsScreensStripComesBackAfterwards)
+{
+    DimmingDesktop d;
+    d.menuBar(QRectF(0, 0, 1512, 25));
+    d.menuBar(QRectF(1512, -98, 1920, 25));
+    const WindowNumber video = d.window(10, DimmingDesktop::onLeft());
+    d.window(20, DimmingDesktop::onRight());
+    MenuBarDimmer dimmer(d.desktop.platform(), d.settings);
+    dimmer.apply();
+    ASSERT_EQ(dimmer.windows().size(), 2u);
+    OverlayPanel* left = dimmer.windows()[0].get();
+    OverlayPanel* right = dimmer.windows()[1].get();
+    EXPECT_TRUE(left->isVisible() && right->isVisible());
+
+    // The video goes full screen on the left display and is activated: no strip over it, the right one stays.
+    d.desktop.server.window(video)->bounds = QRectF(0, 0, 1512, 982);
+    d.desktop.server.raise(video);
+    d.activate(10);
+    EXPECT_FALSE(left->isVisible());
+    EXPECT_TRUE(right->isVisible());
+    // Nor on later activations, nor when the settings are applied again.
+    d.activate(20);
+    d.activate(10);
+    dimmer.apply();
+    EXPECT_FALSE(left->isVisible());
+    EXPECT_EQ(dimmer.windows()[0].get(), left);
+
+    // Another window in front of it on that display: the menu bar shows again, and so does its strip.
+    const WindowNumber notes = d.window(30, DimmingDesktop::onLeft(200, 200, 400, 300));
+    d.activate(30);
+    EXPECT_TRUE(left->isVisible());
+    d.desktop.server.raise(video);
+    d.activate(10);
+    EXPECT_FALSE(left->isVisible());
+    d.desktop.server.removeWindow(notes);
+
+    // Leaving full screen announces nothing; the strip is back within one check.
+    d.desktop.server.window(video)->bounds = DimmingDesktop::onLeft();
+    d.desktop.scheduler.advance(MenuBarDimmer::fullScreenCheckSeconds + 0.01);
+    EXPECT_TRUE(left->isVisible());
+    EXPECT_LT(d.desktop.server.stackingOrder().indexOf(left->windowNumber()), d.desktop.server.stackingOrder().indexOf(video));
+}
+
+TEST(MenuBarDimmer, withoutTranslucencyNoStripIsDrawnAndACompositorArrivingLaterBringsThem)
+{
+    DimmingDesktop d;
+    d.menuBar(QRectF(0, 0, 1512, 25));
+    d.desktop.server.setTranslucencyAvailable(false);
+    MenuBarDimmer dimmer(d.desktop.platform(), d.settings);
+    dimmer.apply();
+    // An opaque stand-in would black the menu bar out: nothing at all instead.
+    EXPECT_TRUE(dimmer.windows().empty());
+    EXPECT_TRUE(d.desktop.server.panels().isEmpty());
+    d.window(10, DimmingDesktop::onLeft());
+    d.activate(10);
+    EXPECT_TRUE(d.desktop.server.panels().isEmpty());
+
+    // The compositor starts after us (an autostart race): strips appear, made for translucency.
+    d.desktop.server.setTranslucencyAvailable(true);
+    ASSERT_EQ(dimmer.windows().size(), 1u);
+    auto* strip = static_cast<FakeOverlayPanel*>(dimmer.windows()[0].get());
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_TRUE(strip->madeTranslucent());
+
+    // It stops: the strips go again.
+    d.desktop.server.setTranslucencyAvailable(false);
+    EXPECT_TRUE(dimmer.windows().empty());
+    EXPECT_TRUE(d.desktop.server.panels().isEmpty());
+}
+
+TEST(MenuBarDimmer, aWindowGoingFullScreenWithoutAnActivationStillMovesTheStripAside)
+{
+    DimmingDesktop d;
+    d.menuBar(QRectF(0, 0, 1512, 25));
+    const WindowNumber video = d.window(10, DimmingDesktop::onLeft());
+    d.activate(10);
+    DimmingServices dimming(d.desktop.platform(), d.settings, std::make_unique<RecordingMedia>());
+    dimming.focusDimmer().refresh();
+    dimming.menuBarDimmer().apply();
+    ASSERT_EQ(dimming.menuBarDimmer().windows().size(), 1u);
+    OverlayPanel* strip = dimming.menuBarDimmer().windows()[0].get();
+    d.desktop.scheduler.advance(1.0);
+    ASSERT_TRUE(strip->isVisible());
+
+    // The player resizes itself to the whole display: only its accessibility notification tells.
+    d.desktop.server.window(video)->bounds = QRectF(0, 0, 1512, 982);
+    d.desktop.server.postNotification(10, AXNotification::windowResized, AXElement{10, video});
+    d.desktop.scheduler.advance(0.1);
+    EXPECT_FALSE(strip->isVisible());
 }

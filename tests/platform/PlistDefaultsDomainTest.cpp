@@ -91,6 +91,27 @@ TEST(PlistDefaultsDomain, writesReplaceTheFileAtomically)
     EXPECT_EQ(PlistCodec::parseDictionary(readAll(path)), (QVariantMap{{"a", qint64(2)}}));
 }
 
+TEST(PlistDefaultsDomain, aBatchOfValuesIsOneChange)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+    PlistDefaultsDomain d(path);
+    d.setValue("a", qint64(1));
+    ASSERT_TRUE(d.synchronize());
+    QSignalSpy changed(&d, &DefaultsDomain::changed);
+    // Whoever hears of it finds every value of the batch already in place.
+    QVariantMap seen;
+    QObject::connect(&d, &DefaultsDomain::changed, [&] { seen = {{"a", *d.value("a")}, {"b", d.value("b").value_or(QVariant())}}; });
+    d.setValues({{"a", qint64(2)}, {"b", QStringLiteral("two")}});
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(seen, (QVariantMap{{"a", qint64(2)}, {"b", QStringLiteral("two")}}));
+    ASSERT_TRUE(d.synchronize());
+    EXPECT_EQ(PlistCodec::parseDictionary(readAll(path)), (QVariantMap{{"a", qint64(2)}, {"b", QStringLiteral("two")}}));
+    // Nothing new in it: no change at all.
+    d.setValues({{"a", qint64(2)}});
+    EXPECT_EQ(changed.count(), 1);
+}
+
 TEST(PlistDefaultsDomain, anUnreadableFileIsMovedAsideNotOverwritten)
 {
     for (const QByteArray& garbage : {QByteArray("this is not a property list"),

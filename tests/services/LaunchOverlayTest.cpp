@@ -97,3 +97,42 @@ TEST(LaunchOverlay, escapeAnywhereDismissesAndOtherKeysDoNothing)
     EXPECT_FALSE(o.localWatching || o.globalWatching);
     EXPECT_FALSE(o.controller.hasKeyMonitors());
 }
+
+TEST(LaunchOverlay, withoutTranslucencyTheCardShowsAloneAndACompositorLaterBringsTheDimmingBack)
+{
+    Overlay o;
+    o.desktop.server.setTranslucencyAvailable(false);
+    o.controller.show("XTerm…", std::nullopt);
+    // No opaque stand-in for the dim layer: the screen stays visible, the card says what is happening.
+    EXPECT_FALSE(o.controller.dimWindow());
+    ASSERT_TRUE(o.controller.window());
+    EXPECT_TRUE(o.controller.window()->isVisible());
+    ASSERT_EQ(o.desktop.server.panels().size(), 1);
+
+    // A compositor starts while the card is up: the panels are made anew, the dim layer with them.
+    o.desktop.server.setTranslucencyAvailable(true);
+    ASSERT_TRUE(o.controller.dimWindow());
+    EXPECT_TRUE(o.controller.dimWindow()->isVisible());
+    EXPECT_TRUE(o.controller.window()->isVisible());
+    ASSERT_EQ(o.desktop.server.panels().size(), 2);
+    for (FakeOverlayPanel* panel : o.desktop.server.panels())
+        EXPECT_TRUE(panel->madeTranslucent());
+    EXPECT_EQ(o.desktop.server.stackingOrder().first(), o.controller.window()->windowNumber());
+    EXPECT_EQ(o.controller.model().message(), "XTerm…");
+
+    // It stops again: the dim layer goes, the card stays; dismissing still fades the card out.
+    o.desktop.server.setTranslucencyAvailable(false);
+    EXPECT_FALSE(o.controller.dimWindow());
+    ASSERT_TRUE(o.controller.window());
+    EXPECT_TRUE(o.controller.window()->isVisible());
+    o.controller.dismiss();
+    o.desktop.scheduler.advance(LaunchOverlayController::fadeSeconds + 0.05);
+    EXPECT_FALSE(o.controller.isVisible());
+
+    // Hidden panels are simply made anew on the next showing.
+    o.desktop.server.setTranslucencyAvailable(true);
+    EXPECT_FALSE(o.controller.isVisible());
+    o.controller.show("XTerm…", std::nullopt);
+    ASSERT_TRUE(o.controller.dimWindow());
+    EXPECT_TRUE(o.controller.dimWindow()->isVisible());
+}

@@ -88,6 +88,14 @@ TEST(SettingsStore, everyLoadRemovesTheRetiredKeys)
     for (const QString& key : retiredSettingsKeys())
         EXPECT_FALSE(defaults.value(key)) << key.toStdString();
     EXPECT_TRUE(defaults.value(QStringLiteral("unrelated.key")));
+
+    // Written back later (an older build, a hand edit): the reload after the change removes them again.
+    for (const QString& key : retiredSettingsKeys())
+        defaults.setValue(key, true);
+    store.reload();
+    for (const QString& key : retiredSettingsKeys())
+        EXPECT_FALSE(defaults.value(key)) << "after reload: " << key.toStdString();
+    EXPECT_TRUE(defaults.value(QStringLiteral("unrelated.key")));
 }
 
 TEST(SettingsStore, saveWritesTheWholeSetAndRemovesEmptyOptionals)

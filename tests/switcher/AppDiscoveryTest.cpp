@@ -9,6 +9,8 @@
 #include "switcher/AppDiscoveryStore.h"
 #include "switcher/AppIconStore.h"
 #include "switcher/BackgroundQueue.h"
+#include "switcher/DesktopEntryFile.h"
+#include "platform/LocaleNames.h"
 
 using namespace tamsinvale;
 using namespace tamsinvale::test;
@@ -168,6 +170,79 @@ TEST(AppDiscovery, desktopEntriesFollowTheDesktopEntryRules)
     c.roots = {system};
     AppDiscoveryStore german(c, queue);
     EXPECT_EQ(byId(german.scan(), "xterm")->name, "Terminal X");
+}
+
+TEST(AppDiscovery, theFirstDesktopNameEitherListMentionsDecides)
+{
+    auto entry = [](const QByteArray& extra) {
+        return DesktopEntryFile::parse("[Desktop Entry]\nType=Application\nName=X\n" + extra);
+    };
+    const QStringList xfceThenGnome{"XFCE", "GNOME"};
+    // Xfce comes first and the entry is for Xfce: shown, though it is not for GNOME.
+    EXPECT_TRUE(AppDiscoveryStore::shownIn(entry("OnlyShowIn=XFCE;\nNotShowIn=GNOME;\n"), xfceThenGnome));
+    EXPECT_FALSE(AppDiscoveryStore::shownIn(entry("OnlyShowIn=XFCE;\nNotShowIn=GNOME;\n"), {"GNOME", "XFCE"}));
+    EXPECT_FALSE(AppDiscoveryStore::shownIn(entry("NotShowIn=XFCE;\n"), xfceThenGnome));
+    EXPECT_TRUE(AppDiscoveryStore::shownIn(entry("OnlyShowIn=GNOME;\n"), xfceThenGnome));
+    EXPECT_TRUE(AppDiscoveryStore::shownIn(entry("NotShowIn=KDE;\n"), xfceThenGnome));
+    EXPECT_FALSE(AppDiscoveryStore::shownIn(entry("OnlyShowIn=KDE;\n"), xfceThenGnome));
+    EXPECT_TRUE(AppDiscoveryStore::shownIn(entry(""), xfceThenGnome));
+    // No desktop named: only entries for particular desktops stay hidden.
+    EXPECT_FALSE(AppDiscoveryStore::shownIn(entry("OnlyShowIn=XFCE;\n"), {}));
+    EXPECT_TRUE(AppDiscoveryStore::shownIn(entry("NotShowIn=XFCE;\n"), {}));
+
+    // The scan applies it.
+    QTemporaryDir dir;
+    writeFile(dir.path() + "/xfce-tool.desktop", desktopEntry("Xfce Tool", "OnlyShowIn=XFCE;\nNotShowIn=GNOME;\n"));
+    writeFile(dir.path() + "/gnome-tool.desktop", desktopEntry("GNOME Tool", "OnlyShowIn=GNOME;\nNotShowIn=XFCE;\n"));
+    FakeScheduler scheduler;
+    InlineBackgroundQueue queue(scheduler);
+    DiscoveryConfiguration c;
+    c.layout = DiscoveryConfiguration::Layout::desktopEntries;
+    c.roots = {dir.path()};
+    c.currentDesktops = xfceThenGnome;
+    EXPECT_EQ(names(AppDiscoveryStore(c, queue).scan()), QStringList{"Xfce Tool"});
+}
+
+TEST(DesktopEntryLocale, languageListComesFirstAsInGettext)
+{
+    const auto names = [](const char* language, const char* lcAll, const char* lcMessages, const char* lang) {
+        return messageLocaleNames({language, lcAll, lcMessages, lang});
+    };
+    // LANGUAGE differs from LANG (the language picked at login): its list decides, in order.
+    EXPECT_EQ(names("fr_CA:de", "", "", "en_US.UTF-8"), QStringList({"fr_CA", "fr", "de"}));
+    EXPECT_EQ(names("de_AT.UTF-8@euro::pt", "", "", "en_US.UTF-8"),
+              QStringList({"de_AT@euro", "de_AT", "de@euro", "de", "pt"}));
+    // Without it, the first of LC_ALL, LC_MESSAGES and LANG.
+    EXPECT_EQ(names("", "", "sv_SE.UTF-8", "en_US.UTF-8"), QStringList({"sv_SE", "sv"}));
+    EXPECT_EQ(names("", "nl_NL", "sv_SE.UTF-8", "en_US.UTF-8"), QStringList({"nl_NL", "nl"}));
+    // The C locale means no translation, whatever LANGUAGE says.
+    EXPECT_TRUE(names("de", "", "", "C.UTF-8").isEmpty());
+    EXPECT_TRUE(names("de", "", "", "").isEmpty());
+    EXPECT_TRUE(names("", "POSIX", "", "de_DE").isEmpty());
+
+    // From the process environment, as discovery reads it.
+    const QList<const char*> variables{"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
+    QList<std::optional<QByteArray>> saved;
+    for (const char* v : variables)
+        saved.append(qEnvironmentVariableIsSet(v) ? std::optional(qgetenv(v)) : std::nullopt);
+    qputenv("LANGUAGE", "pt_BR:pt:en");
+    qunsetenv("LC_ALL");
+    qunsetenv("LC_MESSAGES");
+    qputenv("LANG", "de_DE.UTF-8");
+    EXPECT_EQ(DesktopEntryFile::currentLocaleNames(), QStringList({"pt_BR", "pt", "en"}));
+    for (qsizetype i = 0; i < variables.size(); ++i) {
+        if (saved[i])
+            qputenv(variables[i], *saved[i]);
+        else
+            qunsetenv(variables[i]);
+    }
+
+    // Read through to a desktop entry's Name.
+    const DesktopEntryFile entry = DesktopEntryFile::parse(
+        "[Desktop Entry]\nType=Application\nName=Files\nName[de]=Dateien\nName[fr]=Fichiers\n");
+    EXPECT_EQ(entry.localizedName(names("fr_CA:de", "", "", "de_DE.UTF-8")), "Fichiers");
+    EXPECT_EQ(entry.localizedName(names("it:de", "", "", "fr_FR.UTF-8")), "Dateien");
+    EXPECT_EQ(entry.localizedName(names("it", "", "", "fr_FR.UTF-8")), "Files");
 }
 
 TEST(AppDiscovery, backgroundRefreshRunsOneScanAndPublishesOnTheMainQueue)

@@ -225,3 +225,37 @@ TEST(ShortcutStore, legacyNameKeyedBindingsMoveToTheIdentifierOnce)
     EXPECT_EQ(rig.store.migrateLegacyDiscoveredBindings(rig.discovery.apps()), 0);
     EXPECT_EQ(rig.desktop.defaults.writeCount(), after);
 }
+
+// Saving writes the three keys as one change, and the store does not reload from its own write: a reload between
+// two of the keys would read the others as they were and write them back over the edit.
+TEST(ShortcutStore, aSaveIsOneChangeThatNeitherLosesSecondKeysNorRevertsTheEdit)
+{
+    SwitcherRig rig({{"org.mail", "Mail"}, {"org.maps", "Maps"}});
+    FakeDefaults& defaults = rig.desktop.defaults;
+
+    // Legacy bindings under the name, second key included, migrate whole.
+    defaults.setValue(ShortcutStore::storageKey, QByteArray("[]"));
+    defaults.setValue(ShortcutStore::discoveredKeysKey, QByteArray(R"({"Mail":"m"})"));
+    defaults.setValue(ShortcutStore::discoveredSecondKeysKey, QByteArray(R"({"Mail":"a"})"));
+    ASSERT_EQ(rig.store.discoveredKey(rig.app("org.mail")), "m");
+    QSignalSpy changed(&rig.store, &ShortcutStore::changed);
+    const int notifications = defaults.notificationCount();
+    EXPECT_EQ(rig.store.migrateLegacyDiscoveredBindings(rig.discovery.apps()), 1);
+    EXPECT_EQ(defaults.notificationCount(), notifications + 1);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(rig.store.discoveredKey(rig.app("org.mail")), "m");
+    EXPECT_EQ(rig.store.discoveredSecondKey(rig.app("org.mail")), "a");
+    EXPECT_EQ(rig.reloadedStore()->discoveredSecondKeyMap(), (QMap<QString, QString>{{"org.mail", "a"}}));
+
+    // A shortcut list edited by hand (laid out unlike ours): the next edit of a discovered binding sticks.
+    defaults.setValue(ShortcutStore::storageKey, shortcutJson(" Q", QString()));
+    ASSERT_EQ(rig.store.shortcuts().size(), 1);
+    rig.store.setDiscoveredKey(QString("p"), rig.app("org.maps"));
+    EXPECT_EQ(rig.store.discoveredKey(rig.app("org.maps")), "p");
+    EXPECT_EQ(rig.reloadedStore()->discoveredKeyMap(), (QMap<QString, QString>{{"org.mail", "m"}, {"org.maps", "p"}}));
+    EXPECT_EQ(rig.reloadedStore()->shortcuts().first().key, "q");
+
+    // A change made by someone else still reaches the store.
+    defaults.setValue(ShortcutStore::discoveredKeysKey, QByteArray(R"({"org.mail":"w"})"));
+    EXPECT_EQ(rig.store.discoveredKey(rig.app("org.mail")), "w");
+}

@@ -12,7 +12,8 @@
 namespace tamsinvale::test {
 
 // Real Info.plist files kept beside these tests.
-inline QString switcherTestData() { return QFileInfo(QStringLiteral(__FILE__)).absolutePath() + QStringLiteral("/data"); }
+// (From the build's source directory rather than __FILE__, which a compiler cache may make relative.)
+inline QString switcherTestData() { return QStringLiteral(TAMSINVALE_TESTS_SOURCE_DIR "/switcher/data"); }
 
 inline void writeFile(const QString& path, const QByteArray& bytes)
 {

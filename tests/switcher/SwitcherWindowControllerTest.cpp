@@ -62,10 +62,15 @@ TEST(SwitcherPanel, aKeyTypedBeforeTheCaptureBeganIsHandedOverAndActs)
 TEST(SwitcherPanel, anUnboundKeyBeepsOnceAndEscapeClosesAndReleasesTheKeyboard)
 {
     Panel p;
+    LogCapture log("tamsinvale.switcher");
     p.controller.show();
+    // Booleans read as words in the log.
+    EXPECT_TRUE(log.has("show: begin (axTrusted=true)")) << log.dump().toStdString();
+    EXPECT_TRUE(log.has("isKey=true, shortcuts=0)")) << log.dump().toStdString();
     p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
     ASSERT_TRUE(p.controller.router()->hasHandler());
     p.capture.press(16, "y");
+    EXPECT_TRUE(log.has("handler: idle key 'y' custom=0 discovered=0 twoKey=false")) << log.dump().toStdString();
     EXPECT_EQ(p.desktop.workspace.beeps(), 1);
     EXPECT_TRUE(p.controller.isOpen());
     ASSERT_TRUE(p.controller.window());
@@ -137,4 +142,34 @@ TEST(SwitcherPanel, aClickOnARowChoosesIt)
     p.desktop.scheduler.runPending();
     EXPECT_EQ(p.desktop.workspace.activations().size(), 1);
     EXPECT_FALSE(p.controller.isOpen());
+}
+
+TEST(SwitcherPanel, aPressOutsideThePanelClosesItAndTheKeysGoBack)
+{
+    Panel p;
+    p.controller.show();
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    ASSERT_TRUE(p.controller.window());
+    const QRect panel = p.controller.window()->geometry();
+    // Halfway through a two-key sequence, a press on the panel itself changes nothing.
+    p.store.setDiscoveredSecondKey(QString("t"), p.app("org.xterm"));
+    p.capture.press(7, "x");
+    ASSERT_FALSE(p.controller.view()->inputState().isIdle());
+    EXPECT_FALSE(p.capture.pointerPress(panel.center()));
+    EXPECT_TRUE(p.controller.isOpen());
+
+    // A click into another window: closed like Escape, whatever was pending, and the keyboard is given back.
+    EXPECT_TRUE(p.capture.pointerPress(panel.bottomRight() + QPoint(40, 40)));
+    EXPECT_FALSE(p.controller.isOpen());
+    EXPECT_FALSE(p.capture.isCapturing());
+    EXPECT_FALSE(p.controller.window()->isVisible());
+    EXPECT_FALSE(SwitcherActivity::shared().mode());
+    // What is typed next is the other window's: it starts nothing here.
+    EXPECT_FALSE(p.capture.press(7, "t"));
+    p.desktop.scheduler.runPending();
+    EXPECT_TRUE(p.desktop.workspace.activations().isEmpty());
+    EXPECT_EQ(p.desktop.workspace.beeps(), 0);
+
+    // Closed, the switcher no longer watches the pointer.
+    EXPECT_FALSE(p.capture.pointerPress(QPoint(0, 0)));
 }

@@ -7,6 +7,7 @@
 
 #include "XTestSession.h"
 #include "XTools.h"
+#include "platform/x11/X11ServerTime.h"
 #include "platform/x11/X11Workspace.h"
 
 using namespace tamsinvale;
@@ -74,6 +75,45 @@ TEST_F(WorkspaceTest, activationIsAnnouncedOnlyWhenTheOwningApplicationChanges)
     EXPECT_EQ(activated, (QList<std::int32_t>{a->pid(), b->pid(), a->pid()}));
     QObject::disconnect(c1);
     QObject::disconnect(c2);
+}
+
+TEST_F(WorkspaceTest, afterNothingWasActiveTheSameApplicationIsAnnouncedAgain)
+{
+    auto a = s.client({windowSpec(QStringLiteral("a0"), QStringLiteral("Alpha"))});
+    ASSERT_TRUE(a);
+    ASSERT_TRUE(s.activate(a->window(0)));
+    ASSERT_TRUE(s.waitUntil([&] {
+        const auto front = workspace().frontmostApplication();
+        return front && front->pid == a->pid();
+    }));
+    QList<std::int32_t> activated;
+    const auto c = QObject::connect(&workspace(), &Workspace::applicationActivated,
+                                    [&](const RunningApp& app) { activated.append(app.pid); });
+    auto activeWindow = [&] {
+        const QList<uint32_t> active = s.x().cardinals(s.x().root(), "_NET_ACTIVE_WINDOW");
+        return active.isEmpty() ? xcb_window_t(XCB_WINDOW_NONE) : xcb_window_t(active.first());
+    };
+
+    // An empty desktop: the manager makes nothing active, and nothing is frontmost.
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("set_desktop"), QStringLiteral("1")}));
+    ASSERT_TRUE(s.waitUntil([&] { return activeWindow() == XCB_WINDOW_NONE; })) << "the manager kept a window active";
+    EXPECT_TRUE(s.waitUntil([&] { return !workspace().frontmostApplication(); }));
+
+    // A person takes longer than a manager passing between two windows: the server's clock moves on first.
+    xcb_connection_t* own = xcb_connect(s.display().toLocal8Bit().constData(), nullptr);
+    {
+        X11ServerTime clock(own, xcb_setup_roots_iterator(xcb_get_setup(own)).data->root);
+        const xcb_timestamp_t nothingSince = clock.now();
+        ASSERT_TRUE(s.waitUntil([&] { return clock.now() - nothingSince > X11Workspace::transientNothingActiveMs; }));
+    }
+    xcb_disconnect(own);
+
+    // Back to the same application: an activation, as from any other application.
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("set_desktop"), QStringLiteral("0")}));
+    ASSERT_TRUE(s.activate(a->window(0)));
+    EXPECT_TRUE(s.waitUntil([&] { return activated.contains(a->pid()); })) << "no activation announced";
+    EXPECT_EQ(activated.count(a->pid()), 1);
+    QObject::disconnect(c);
 }
 
 TEST_F(WorkspaceTest, applicationsAreProcessesNamedThroughTheirDesktopEntries)

@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::uint32_t switcherId = 1;
 constexpr std::uint32_t otherId = 101;
-constexpr xcb_keysym_t superL = 0xffeb, space = 0x20, f5 = 0xffc2;
+constexpr xcb_keysym_t superL = 0xffeb, space = 0x20, f5 = 0xffc2, controlL = 0xffe3, altL = 0xffe9;
 
 // Presses (true) and releases of keysyms, sent from the test's own connection in one flush: the server has every
 // one of them before it acts on the first, so nothing of ours can run in between.
@@ -176,4 +176,56 @@ TEST(KeyboardHandOverTest, aHeldSwitcherHotkeyIsOnePressAndTheNextPressCloses)
     ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !XTestSession::get().x().keyboardGrabbedByAnother(); }));
     EXPECT_EQ(spy.size(), 2);
     EXPECT_FALSE(hotkeys.holdsKeyboard());
+}
+
+TEST(KeyboardHandOverTest, keysTypedWithAModifierStillHeldAreTypingAndKeepWhatCameBefore)
+{
+    XTestSession& s = XTestSession::get();
+    X11Hotkeys hotkeys(s.desktop().connection());
+    hotkeys.setHandOverHotkeys({switcherId});
+    ASSERT_EQ(hotkeys.installHandler(), HotkeyStatus::noErr);
+    std::unique_ptr<HotkeyRegistration> switcher, other;
+    ASSERT_EQ(hotkeys.registerHotKey(49, CarbonModifier::command, switcherId, &switcher), HotkeyStatus::noErr);
+    ASSERT_EQ(hotkeys.registerHotKey(96, CarbonModifier::command, otherId, &other), HotkeyStatus::noErr);
+    X11KeyboardCapture capture(s.desktop().connection(), &hotkeys);
+    QList<CapturedKey> captured;
+    QList<std::uint32_t> presses;
+    QObject::connect(&hotkeys, &Hotkeys::pressed, &capture, [&](std::uint32_t id) {
+        presses.append(id);
+        if (id != switcherId)
+            return;
+        QTimer::singleShot(0, &capture, [&] {
+            if (capture.isCapturing())
+                capture.end();
+            else
+                ASSERT_TRUE(capture.begin([&](const CapturedKey& k) { captured.append(k); }));
+        });
+    });
+
+    // Rolling over from the hotkey: a is typed with Super still down; then b with Control and c with Alt held,
+    // all before the capture has begun. Each is its plain character, and none wipes the ones before it.
+    typeInOneBatch({{superL, true}, {space, true}, {space, false}, {'a', true}, {'a', false}, {superL, false},
+                    {controlL, true}, {'b', true}, {'b', false}, {controlL, false},
+                    {altL, true}, {'c', true}, {'c', false}, {altL, false}});
+    ASSERT_TRUE(s.waitUntil([&] { return capture.isCapturing() && captured.size() >= 3; }))
+        << capturedText(captured).toStdString();
+    EXPECT_EQ(capturedText(captured), QStringLiteral("abc"));
+    EXPECT_EQ(captured[0].modifiers & CarbonModifier::command, CarbonModifier::command);
+
+    // During the capture too: Super held through the chord, as a launcher chord is typed.
+    typeInOneBatch({{superL, true}, {'d', true}, {'d', false}, {superL, false}});
+    ASSERT_TRUE(s.waitUntil([&] { return captured.size() >= 4; }));
+    EXPECT_EQ(capturedText(captured), QStringLiteral("abcd"));
+
+    // A hotkey is still a hotkey, not typing.
+    typeInOneBatch(chord(superL, f5));
+    ASSERT_TRUE(s.waitUntil([&] { return presses.contains(otherId); }));
+    typeInOneBatch(tap('e'));
+    ASSERT_TRUE(s.waitUntil([&] { return captured.size() >= 5; }));
+    EXPECT_EQ(capturedText(captured), QStringLiteral("abcde"));
+
+    // And the switcher's own hotkey, pressed again, closes.
+    typeInOneBatch(chord(superL, space));
+    ASSERT_TRUE(s.waitUntil([&] { return !capture.isCapturing() && !XTestSession::get().x().keyboardGrabbedByAnother(); }));
+    EXPECT_EQ(capturedText(captured), QStringLiteral("abcde"));
 }

@@ -90,6 +90,35 @@ TEST(LaunchOverlayEscapeTest, escapeAnywhereClosesTheOverlayStillReachesTheFocus
     EXPECT_EQ(client->nextText(5s), QStringLiteral("b"));
 }
 
+TEST(LaunchOverlayEscapeTest, escapeWithModifiersHeldClosesItToo)
+{
+    XTestSession& s = XTestSession::get();
+    auto client = InputClient::start(QStringLiteral("typing with modifiers"), 100, 100, 400, 300);
+    ASSERT_TRUE(client);
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                         QStringLiteral("0x%1").arg(client->window(), 0, 16)}));
+
+    Overlay overlay;
+    for (const QString& chord : {QStringLiteral("shift+Escape"), QStringLiteral("ctrl+Escape"),
+                                 QStringLiteral("alt+shift+Escape")}) {
+        overlay.controller.show(QStringLiteral("Opening XTerm…"), std::nullopt);
+        ASSERT_TRUE(overlay.controller.isVisible());
+        ASSERT_TRUE(xdotool({QStringLiteral("key"), chord}));
+        EXPECT_TRUE(s.waitUntil([&] { return !overlay.controller.isVisible(); })) << chord.toStdString();
+        // Still delivered to the window that has the focus (after the modifiers' own presses).
+        std::optional<QString> text;
+        do
+            text = client->nextText(5s);
+        while (text && text->isEmpty());
+        EXPECT_EQ(text, QStringLiteral("\x1b")) << chord.toStdString();
+    }
+    // Every combination is given back with the overlay.
+    EXPECT_TRUE(testCanGrab(escapeKeycode(), XCB_MOD_MASK_SHIFT));
+    EXPECT_TRUE(testCanGrab(escapeKeycode(), XCB_MOD_MASK_CONTROL));
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("b")}));
+    EXPECT_EQ(client->nextText(5s), QStringLiteral("b"));
+}
+
 TEST(LaunchOverlayEscapeTest, anotherProgramHoldingEscapeCostsOnlyTheWatch)
 {
     XTestSession& s = XTestSession::get();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <QImage>
+#include <QPainter>
 #include <cstdlib>
 #include <cstring>
 #include <unistd.h>
@@ -12,6 +13,8 @@
 #include "platform/x11/X11OverlayPanels.h"
 #include "platform/x11/X11WindowList.h"
 #include "platform/x11/X11WindowReader.h"
+
+#include <xcb/shape.h>
 
 using namespace tamsinvale;
 using namespace tamsinvale::x11test;
@@ -314,4 +317,81 @@ TEST(OverlayPanelsTest, withACompositorPanelsAreTranslucentAndCarryTheirOpacity)
     EXPECT_TRUE(s.waitUntil([&] { return x.cardinals(window, "_NET_WM_WINDOW_OPACITY").isEmpty(); }));
     dim.reset();
     compositor->stop();
+}
+
+TEST(OverlayPanelsTest, aCompositorStartingOrStoppingLaterIsAnnouncedAndNewPanelsFollowIt)
+{
+    XTestSession& s = XTestSession::get();
+    ASSERT_EQ(s.x().selectionOwner("_NET_WM_CM_S0"), XCB_WINDOW_NONE);
+    X11OverlayPanels panels(s.desktop().connection());
+    int announcements = 0;
+    const auto watch = panels.observeTranslucency([&] { ++announcements; });
+    EXPECT_FALSE(panels.translucencyAvailable());
+
+    // Without a compositor a rendered card keeps its rounded corners: what it leaves transparent is cut out of the
+    // (opaque) window rather than painted black.
+    auto card = panels.createPanel(QRectF(100, 100, 300, 200), WindowLevel::statusAboveStrips);
+    QImage content(300, 200, QImage::Format_ARGB32_Premultiplied);
+    content.fill(Qt::transparent);
+    {
+        QPainter p(&content);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setBrush(Qt::darkGray);
+        p.setPen(Qt::NoPen);
+        p.drawRoundedRect(QRectF(0, 0, 300, 200), 18, 18);
+    }
+    OverlayAppearance look;
+    look.fill = Qt::transparent;
+    look.content = content;
+    card->setAppearance(look);
+    card->orderFrontRegardless();
+    const xcb_window_t cardWindow = card->windowNumber();
+    ASSERT_TRUE(s.waitUntil([&] { return isMapped(cardWindow); }));
+    XTestDisplay& x = s.x();
+    auto* extents = xcb_shape_query_extents_reply(x.xcb(), xcb_shape_query_extents(x.xcb(), cardWindow), nullptr);
+    ASSERT_TRUE(extents);
+    EXPECT_TRUE(extents->bounding_shaped);
+    std::free(extents);
+    auto* inside = xcb_shape_get_rectangles_reply(
+        x.xcb(), xcb_shape_get_rectangles(x.xcb(), cardWindow, XCB_SHAPE_SK_BOUNDING), nullptr);
+    ASSERT_TRUE(inside);
+    bool cornerIn = false, middleIn = false;
+    const xcb_rectangle_t* r = xcb_shape_get_rectangles_rectangles(inside);
+    for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(inside); ++i) {
+        const QRect rect(r[i].x, r[i].y, r[i].width, r[i].height);
+        cornerIn = cornerIn || rect.contains(1, 1);
+        middleIn = middleIn || rect.contains(150, 100);
+    }
+    std::free(inside);
+    EXPECT_FALSE(cornerIn);
+    EXPECT_TRUE(middleIn);
+
+    // A compositor starts later: announced, and panels made from now on are see-through.
+    auto compositor = s.application({QStringLiteral("xcompmgr")});
+    ASSERT_TRUE(compositor);
+    ASSERT_TRUE(s.waitUntil([&] { return announcements == 1; })) << announcements;
+    EXPECT_TRUE(panels.translucencyAvailable());
+    // The depth the server made a panel's window with, once the request has reached it from the other connection.
+    auto depthOf = [&](xcb_window_t window) {
+        std::optional<int> depth;
+        s.waitUntil([&] {
+            auto* geometry = xcb_get_geometry_reply(x.xcb(), xcb_get_geometry(x.xcb(), window), nullptr);
+            if (geometry)
+                depth = geometry->depth;
+            std::free(geometry);
+            return depth.has_value();
+        });
+        return depth;
+    };
+    auto dim = panels.createPanel(QRectF(0, 0, 1920, 1080), WindowLevel::status);
+    EXPECT_EQ(depthOf(dim->windowNumber()), 32);
+
+    // And when it stops.
+    compositor->stop();
+    ASSERT_TRUE(s.waitUntil([&] { return announcements == 2; })) << announcements;
+    EXPECT_FALSE(panels.translucencyAvailable());
+    auto opaque = panels.createPanel(QRectF(0, 0, 100, 100), WindowLevel::status);
+    const std::optional<int> opaqueDepth = depthOf(opaque->windowNumber());
+    ASSERT_TRUE(opaqueDepth);
+    EXPECT_NE(*opaqueDepth, 32);
 }

@@ -12,6 +12,7 @@
 #include "ProgramRun.h"
 #include "X11TestPaths.h"
 #include "XTestSession.h"
+#include "XTools.h"
 
 #include <xcb/xcb.h>
 
@@ -370,4 +371,76 @@ TEST(DimmingEndToEnd, quickDimAndClearingInactiveScreensThroughTheCommandLine)
     EXPECT_TRUE(d.s.waitUntil([&] { return app.log().contains("ending clear-inactive-screens mode"); }, 5s))
         << app.log().toStdString();
     screenshot(d.s, "modes-3-after-focus-move");
+}
+
+TEST(DimmingEndToEnd, menuBarStripsNeverCoverAFullScreenWindowAndComeBackAfterIt)
+{
+    TwoMonitorDesktop d;
+    ASSERT_NO_FATAL_FAILURE(d.setUp());
+    // Translucent strips need a compositor; a panel along the left monitor's top edge is its menu bar.
+    auto compositor = d.s.application({"xcompmgr"});
+    ASSERT_TRUE(compositor);
+    ASSERT_TRUE(d.s.waitUntil([&] { return d.s.x().selectionOwner("_NET_WM_CM_S0") != XCB_WINDOW_NONE; }));
+    WindowSpec bar;
+    bar.title = "top-panel";
+    bar.type = "dock";
+    bar.x = 0;
+    bar.y = 0;
+    bar.width = leftMonitor.width();
+    bar.height = 28;
+    bar.strutTop = 28;
+    bar.strutTopEndX = leftMonitor.width() - 1;
+    auto panel = d.s.client({bar});
+    ASSERT_TRUE(panel);
+    const QRect barRect(0, 0, leftMonitor.width(), 28);
+
+    Tamsinvale app(d.s, "menubar-fullscreen", {"dimMenuBarEnabled", "true", "dimMenuBarOpacity", "0.5"});
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    Stack stack(d.s, app.pid());
+    auto strip = [&]() -> std::optional<xcb_window_t> {
+        for (const xcb_window_t w : stack.children()) {
+            const QList<uint32_t> pid = d.s.x().cardinals(w, "_NET_WM_PID");
+            if (!pid.isEmpty() && pid.first() == uint32_t(app.pid()) && stack.viewable(w) && stack.geometry(w) == barRect)
+                return w;
+        }
+        return std::nullopt;
+    };
+    auto above = [&](xcb_window_t ours, xcb_window_t client) {
+        const QList<xcb_window_t> order = stack.children();
+        return order.indexOf(ours) > order.indexOf(d.s.x().topLevelAncestor(client));
+    };
+    ASSERT_TRUE(d.s.waitUntil([&] { return strip().has_value(); }, 10s)) << app.log().toStdString();
+    EXPECT_TRUE(above(*strip(), panel->window(0)));
+
+    // A video goes full screen on that monitor and is activated (again and again): no dark band over its top.
+    auto covered = [&] {
+        const auto ours = strip();
+        return ours && above(*ours, d.notesLeft);
+    };
+    auto activations = [&] { return app.log().count("didActivateApplication notification"); };
+    ASSERT_TRUE(activate(d.s, d.notesLeft));
+    setFullScreen(d.s, d.notesLeft, true);
+    ASSERT_TRUE(d.s.waitUntil([&] {
+        const auto g = xtools::geometry(d.notesLeft);
+        return g && g->size() == leftMonitor.size();
+    }));
+    // Going full screen is no activation: the strip steps aside all the same.
+    EXPECT_TRUE(d.s.waitUntil([&] { return !covered(); })) << "a menu bar strip covers the full-screen window";
+    for (const int round : {1, 2}) {
+        ASSERT_TRUE(activate(d.s, d.mailRight));
+        const int before = activations();
+        ASSERT_TRUE(activate(d.s, d.notesLeft));
+        ASSERT_TRUE(d.s.waitUntil([&] { return activations() > before; })) << app.log().toStdString();
+        // Whatever the activation restacked has reached the server within this bound; it must not be a strip.
+        EXPECT_FALSE(d.s.waitUntil(covered, 1s)) << "round " << round << ": a menu bar strip covers the full-screen window";
+        if (round == 1)
+            screenshot(d.s, "menubar-fullscreen-1-on");
+    }
+
+    // It leaves full screen (no activation): the strip is back over the panel.
+    setFullScreen(d.s, d.notesLeft, false);
+    EXPECT_TRUE(d.s.waitUntil([&] { return strip() && above(*strip(), panel->window(0)); }, 10s))
+        << app.log().toStdString();
+    screenshot(d.s, "menubar-fullscreen-2-off");
+    compositor->stop();
 }

@@ -22,6 +22,21 @@ bool FakeKeyboardCapture::begin(std::function<void(const CapturedKey&)> onKey)
 
 void FakeKeyboardCapture::end() { m_onKey = nullptr; }
 
+void FakeKeyboardCapture::setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside)
+{
+    m_panelArea = std::move(panelArea);
+    m_onPressOutside = std::move(onPressOutside);
+}
+
+bool FakeKeyboardCapture::pointerPress(QPoint topLevelPosition)
+{
+    if (!m_onKey || !m_onPressOutside || (m_panelArea && m_panelArea().contains(topLevelPosition)))
+        return false;
+    auto onOutside = m_onPressOutside;
+    onOutside();
+    return true;
+}
+
 void FakeKeyboardCapture::pressBeforeBegin(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers)
 {
     m_early.append(CapturedKey{keyCode, text, modifiers});

@@ -12,6 +12,7 @@ public:
     bool begin(std::function<void(const CapturedKey&)> onKey) override;
     void end() override;
     bool isCapturing() const override { return bool(m_onKey); }
+    void setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside) override;
 
     // Refuses the next begin, as when another program holds the keyboard.
     void refuseNextBegin() { m_refuse = true; }
@@ -20,9 +21,14 @@ public:
     // A press typed after the hotkey but before the capture began: handed over by the next begin, before it returns.
     void pressBeforeBegin(std::uint32_t keyCode, const QString& text, std::uint32_t modifiers = 0);
     int begins() const { return m_begins; }
+    // A pointer press at a top-level position, seen while capturing as the desktop would report it; true when it
+    // counted as a press outside the panel.
+    bool pointerPress(QPoint topLevelPosition);
 
 private:
     std::function<void(const CapturedKey&)> m_onKey;
+    std::function<QRect()> m_panelArea;
+    std::function<void()> m_onPressOutside;
     QList<CapturedKey> m_early;
     bool m_refuse = false;
     int m_begins = 0;

@@ -370,8 +370,17 @@ int FakeWindowServer::observerCount(std::int32_t pid) const
 std::unique_ptr<OverlayPanel> FakeWindowServer::createPanel(const QRectF& frame, int level)
 {
     auto panel = std::make_unique<FakeOverlayPanel>(*this, allocateNumber(), frame, level);
+    panel->m_madeTranslucent = m_translucency;
     m_panels.append(panel.get());
     return panel;
+}
+
+void FakeWindowServer::setTranslucencyAvailable(bool available)
+{
+    if (available == m_translucency)
+        return;
+    m_translucency = available;
+    translucencyChanged();
 }
 
 void FakeWindowServer::panelDestroyed(FakeOverlayPanel* panel)

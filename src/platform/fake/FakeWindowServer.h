@@ -73,6 +73,8 @@ public:
 
     // Panels
     QList<FakeOverlayPanel*> panels() const { return m_panels; }
+    // A compositor starting or stopping: observers hear of it at once, as the platform tells them on the main queue.
+    void setTranslucencyAvailable(bool available);
 
     // WindowList
     std::optional<WindowSnapshot> onScreenWindows() const override;
@@ -91,6 +93,7 @@ public:
 
     // OverlayPanels
     std::unique_ptr<OverlayPanel> createPanel(const QRectF& frame, int level) override;
+    bool translucencyAvailable() const override { return m_translucency; }
 
 private:
     friend class FakeOverlayPanel;
@@ -125,6 +128,7 @@ private:
     std::optional<AXError> m_observerFailure;
     QList<std::shared_ptr<Observer>> m_observers;
     QStringList m_writes;
+    bool m_translucency = true;
 };
 
 // A panel of ours in the simulated server; listed as a window of our own process while visible.
@@ -151,6 +155,8 @@ public:
     int appearanceChanges() const { return m_appearanceChanges; }
     // The window this panel was last ordered directly below; nothing after orderFrontRegardless/orderOut.
     std::optional<WindowNumber> orderedBelow() const { return m_orderedBelow; }
+    // Whether the server could show it see-through when it was made.
+    bool madeTranslucent() const { return m_madeTranslucent; }
 
 private:
     friend class FakeWindowServer;
@@ -165,6 +171,7 @@ private:
     int m_frameChanges = 0;
     int m_appearanceChanges = 0;
     std::optional<WindowNumber> m_orderedBelow;
+    bool m_madeTranslucent = true;
 };
 
 }  // namespace tamsinvale

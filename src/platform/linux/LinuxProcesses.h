@@ -1,4 +1,5 @@
-// External programs through QProcess, with argument lists only.
+// External programs, with argument lists only: run to completion through QProcess, started for the user with
+// posix_spawn in a session of their own.
 #pragma once
 
 #include <QObject>

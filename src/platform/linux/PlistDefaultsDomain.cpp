@@ -103,13 +103,28 @@ std::optional<QVariant> PlistDefaultsDomain::value(const QString& key) const
     return *it;
 }
 
-void PlistDefaultsDomain::setValue(const QString& key, const QVariant& value)
+bool PlistDefaultsDomain::store(const QString& key, const QVariant& value)
 {
     const auto it = m_values.constFind(key);
     if (it != m_values.cend() && *it == value && it->metaType() == value.metaType())
-        return;
+        return false;
     m_values.insert(key, value);
-    markDirty();
+    return true;
+}
+
+void PlistDefaultsDomain::setValue(const QString& key, const QVariant& value)
+{
+    if (store(key, value))
+        markDirty();
+}
+
+void PlistDefaultsDomain::setValues(const QVariantMap& values)
+{
+    bool changedAny = false;
+    for (auto it = values.begin(); it != values.end(); ++it)
+        changedAny = store(it.key(), it.value()) || changedAny;
+    if (changedAny)
+        markDirty();
 }
 
 void PlistDefaultsDomain::removeValue(const QString& key)

@@ -20,6 +20,7 @@ public:
 
     std::optional<QVariant> value(const QString& key) const override;
     void setValue(const QString& key, const QVariant& value) override;
+    void setValues(const QVariantMap& values) override;
     void removeValue(const QString& key) override;
     QStringList keys() const override;
     bool synchronize() override;
@@ -32,6 +33,8 @@ private:
     enum class ReadOutcome { missing, loaded, unreadable };
     ReadOutcome readFile(QVariantMap* out, QByteArray* bytes);
     void moveAside();
+    // Stores without telling anyone; true when the value differs from what was held.
+    bool store(const QString& key, const QVariant& value);
     void markDirty();
     void fileMayHaveChanged();
     void watch();

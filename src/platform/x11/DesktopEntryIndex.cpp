@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include "platform/LocaleNames.h"
+
 namespace tamsinvale {
 
 namespace {
@@ -15,19 +17,9 @@ constexpr qint64 maxDesktopFileSize = 256 * 1024;
 
 QStringList localeKeys()
 {
-    QByteArray lang = qgetenv("LC_ALL");
-    if (lang.isEmpty())
-        lang = qgetenv("LC_MESSAGES");
-    if (lang.isEmpty())
-        lang = qgetenv("LANG");
-    QString l = QString::fromLatin1(lang);
-    l = l.section(QLatin1Char('.'), 0, 0).section(QLatin1Char('@'), 0, 0);
     QStringList out;
-    if (!l.isEmpty() && l != QLatin1String("C") && l != QLatin1String("POSIX")) {
-        out.append(QStringLiteral("Name[%1]").arg(l));
-        if (l.contains(QLatin1Char('_')))
-            out.append(QStringLiteral("Name[%1]").arg(l.section(QLatin1Char('_'), 0, 0)));
-    }
+    for (const QString& locale : currentMessageLocaleNames())
+        out.append(QStringLiteral("Name[%1]").arg(locale));
     return out;
 }
 

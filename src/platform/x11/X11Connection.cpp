@@ -6,8 +6,9 @@
 #include <cstring>
 
 #include <xcb/randr.h>
-#include <xcb/xinput.h>
 #include <xcb/res.h>
+#include <xcb/xfixes.h>
+#include <xcb/xinput.h>
 
 namespace tamsinvale {
 
@@ -76,6 +77,15 @@ X11Connection::X11Connection(xcb_connection_t* connection, int screenNumber, boo
             xcb_discard_reply(m_connection, xcb_input_xi_query_version(m_connection, 2, 2).sequence);
     }
 
+    if (const xcb_query_extension_reply_t* ext = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
+        ext && ext->present) {
+        m_xfixesEventBase = ext->first_event;
+        // As for XInput: Qt has announced its XFixes version on its own connection; ours must announce one.
+        if (!filterQtEvents)
+            xcb_discard_reply(m_connection, xcb_xfixes_query_version(m_connection, 5, 0).sequence);
+        m_xfixesAnnounced = true;
+    }
+
     selectRootEvents();
 
     m_ownsEvents = !filterQtEvents;
@@ -134,6 +144,18 @@ void X11Connection::watchWindow(xcb_window_t window)
                       xcb_change_window_attributes_checked(m_connection, window, XCB_CW_EVENT_MASK, &mask).sequence);
 }
 
+bool X11Connection::watchSelectionOwner(xcb_atom_t selection)
+{
+    if (!m_xfixesAnnounced || m_root == XCB_WINDOW_NONE || selection == XCB_ATOM_NONE)
+        return false;
+    xcb_xfixes_select_selection_input(m_connection, m_root, selection,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    xcb_flush(m_connection);
+    return true;
+}
+
 void X11Connection::dispatchPendingEvents()
 {
     while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection)) {
@@ -155,6 +177,7 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
     switch (type) {
     case XCB_PROPERTY_NOTIFY: {
         const auto* e = reinterpret_cast<const xcb_property_notify_event_t*>(event);
+        m_lastPropertyTime = e->time;
         emit propertyChanged(e->window, e->atom);
         return;
     }
@@ -180,6 +203,11 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
         return;
     default:
         break;
+    }
+    if (m_xfixesEventBase && type == m_xfixesEventBase + XCB_XFIXES_SELECTION_NOTIFY) {
+        const auto* e = reinterpret_cast<const xcb_xfixes_selection_notify_event_t*>(event);
+        emit selectionOwnerChanged(e->selection, e->owner);
+        return;
     }
     if (type == XCB_GE_GENERIC && m_xinputOpcode) {
         const auto* ge = reinterpret_cast<const xcb_ge_generic_event_t*>(event);

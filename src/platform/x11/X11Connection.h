@@ -44,9 +44,14 @@ public:
     bool isWatched(xcb_window_t window) const { return m_watched.contains(window); }
     // True when nobody else reads this connection's events (no Qt filter): readers then drain them themselves.
     bool ownsEvents() const { return m_ownsEvents; }
+    // Announces through `selectionOwnerChanged` each time `selection` changes hands (a compositor's _NET_WM_CM_Sn
+    // when it starts or stops). False without the XFixes extension.
+    bool watchSelectionOwner(xcb_atom_t selection);
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
     void handleEvent(const xcb_generic_event_t* event);
+    // The server time of the property change being announced (or the last one announced).
+    xcb_timestamp_t lastPropertyTime() const { return m_lastPropertyTime; }
 
 signals:
     void propertyChanged(xcb_window_t window, xcb_atom_t atom);
@@ -57,6 +62,8 @@ signals:
     void screenLayoutChanged();
     // A pointer button went down anywhere on the desktop (the press still goes where it went).
     void buttonPressed(std::uint32_t button);
+    // A watched selection has a new owner (none: nobody holds it now).
+    void selectionOwnerChanged(xcb_atom_t selection, xcb_window_t owner);
 
 private:
     void selectRootEvents();
@@ -67,11 +74,14 @@ private:
     xcb_window_t m_root = XCB_WINDOW_NONE;
     uint8_t m_randrEventBase = 0;
     uint8_t m_xinputOpcode = 0;
+    uint8_t m_xfixesEventBase = 0;
+    bool m_xfixesAnnounced = false;
     bool m_randr15 = false;
     bool m_res = false;
     bool m_filterInstalled = false;
     bool m_ownsEvents = false;
     QSet<xcb_window_t> m_watched;
+    xcb_timestamp_t m_lastPropertyTime = XCB_CURRENT_TIME;
 };
 
 }  // namespace tamsinvale

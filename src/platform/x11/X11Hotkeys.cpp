@@ -276,15 +276,26 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
     return false;
 }
 
-X11Hotkeys::Press X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e, const Entry** matched)
+const X11Hotkeys::Entry* X11Hotkeys::entryFor(xcb_keycode_t keycode, std::uint16_t state) const
 {
     const std::uint16_t ignored = std::uint16_t(XCB_MOD_MASK_LOCK | m_keyMap.numLockMask());
-    const std::uint16_t state = std::uint16_t(e->state & 0xff & ~ignored);
+    const std::uint16_t modifiers = std::uint16_t(state & 0xff & ~ignored);
     const Entry* match = nullptr;
     for (const auto& entry : m_entries)
-        if (entry->mask == state && !entry->variants.empty()
-            && std::find(entry->keycodes.begin(), entry->keycodes.end(), e->detail) != entry->keycodes.end())
+        if (entry->mask == modifiers && !entry->variants.empty()
+            && std::find(entry->keycodes.begin(), entry->keycodes.end(), keycode) != entry->keycodes.end())
             match = entry.get();
+    return match;
+}
+
+bool X11Hotkeys::ownsPress(xcb_keycode_t keycode, std::uint16_t state) const
+{
+    return m_held.contains(keycode) || entryFor(keycode, state);
+}
+
+X11Hotkeys::Press X11Hotkeys::dispatchPress(const xcb_key_press_event_t* e, const Entry** matched)
+{
+    const Entry* match = entryFor(e->detail, e->state);
     const bool held = m_held.contains(e->detail);
     // Other keys reach the root too while some grab of the keyboard is active; they are not ours to take.
     if (!match && !held)

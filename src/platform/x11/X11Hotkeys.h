@@ -51,6 +51,9 @@ public:
     static constexpr int handOverTimeoutMs = 1000;
     // True while a hotkey press holds the keyboard: its key is still down, or a hand-over is waiting.
     bool holdsKeyboard() const { return m_grabActive || m_handOverPending; }
+    // Whether a press is one of our hotkeys (its combination in any lock state) or a repeat of a hotkey's key still
+    // held: such a press is the hotkeys', not typing.
+    bool ownsPress(xcb_keycode_t keycode, std::uint16_t state) const;
 
     // Grabs as they stand, for diagnostics and tests: how many (keycode, mask) variants are held.
     int grabbedVariantCount() const;
@@ -67,6 +70,8 @@ private:
     int grab(Entry& entry);
     void ungrab(Entry& entry);
     void keyboardMappingChanged();
+    // The registered hotkey a press of `keycode` with modifier `state` is, whatever the lock state.
+    const Entry* entryFor(xcb_keycode_t keycode, std::uint16_t state) const;
     enum class Press { notOurs, repeat, delivered };
     // Whether the press belongs to one of our grabs (delivered, or swallowed as a repeat); `entry` is the
     // matched hotkey of a delivered press.

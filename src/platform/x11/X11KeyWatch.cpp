@@ -22,13 +22,28 @@ X11KeyWatch::X11KeyWatch(X11Connection& connection, std::uint32_t macKeyCode,
     std::vector<std::uint16_t> locks{0, XCB_MOD_MASK_LOCK};
     if (numLock)
         locks.insert(locks.end(), {numLock, std::uint16_t(numLock | XCB_MOD_MASK_LOCK)});
+    // The key counts with modifiers held too (Shift+Escape, Ctrl+Escape …). One grab per combination rather than
+    // one for any modifier: a single combination another program holds then costs only that combination.
+    const std::uint16_t held[] = {XCB_MOD_MASK_SHIFT, XCB_MOD_MASK_CONTROL, keyMap.altMask(), keyMap.superMask()};
+    std::vector<std::uint16_t> combinations{0};
+    for (const std::uint16_t modifier : held) {
+        if (!modifier)
+            continue;
+        const std::size_t n = combinations.size();
+        for (std::size_t i = 0; i < n; ++i)
+            if (!(combinations[i] & modifier))
+                combinations.push_back(std::uint16_t(combinations[i] | modifier));
+    }
     std::vector<std::pair<Grab, xcb_void_cookie_t>> attempts;
     // Synchronous keyboard: the press waits in the server until we have seen it and sent it on.
     for (const xcb_keycode_t keycode : keyMap.keycodesForKeyCode(macKeyCode))
-        for (const std::uint16_t lock : locks)
-            attempts.push_back({{keycode, lock},
-                                xcb_grab_key_checked(m_connection, 0, m_root, lock, keycode, XCB_GRAB_MODE_ASYNC,
-                                                     XCB_GRAB_MODE_SYNC)});
+        for (const std::uint16_t combination : combinations)
+            for (const std::uint16_t lock : locks) {
+                const std::uint16_t modifiers = std::uint16_t(combination | lock);
+                attempts.push_back({{keycode, modifiers},
+                                    xcb_grab_key_checked(m_connection, 0, m_root, modifiers, keycode,
+                                                         XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC)});
+            }
     int refused = 0;
     for (const auto& [grab, cookie] : attempts) {
         if (xcb_generic_error_t* error = xcb_request_check(m_connection, cookie)) {
@@ -42,7 +57,7 @@ X11KeyWatch::X11KeyWatch(X11Connection& connection, std::uint32_t macKeyCode,
         qCWarning(lcHotkeys) << "key watch: no X key for keyCode" << macKeyCode;
     else if (refused)
         qCWarning(lcHotkeys) << "key watch: another program holds keyCode" << macKeyCode << "in" << refused << "of"
-                             << attempts.size() << "lock states; presses in those states are not seen";
+                             << attempts.size() << "modifier and lock states; presses in those states are not seen";
     if (!m_grabs.empty() && QCoreApplication::instance()) {
         // Installed after the hotkeys' filter, so asked before it: its thaw of a frozen press would let the
         // press stay with us instead of being sent on.

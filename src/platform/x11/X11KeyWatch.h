@@ -15,15 +15,16 @@ class X11Connection;
 
 class X11KeyWatch : public QAbstractNativeEventFilter {
 public:
-    // Watches the key of a macOS key code, without modifiers, in every NumLock/CapsLock state, from now until
-    // destroyed. States another program holds are logged and left out: the watch then simply misses them.
+    // Watches the key of a macOS key code, alone or with Shift, Control, Alt or Super held, in every NumLock/CapsLock
+    // state, from now until destroyed. States another program holds are logged and left out: the watch then simply
+    // misses them.
     // `onPress` may destroy the watch.
     X11KeyWatch(X11Connection& connection, std::uint32_t macKeyCode, std::function<void(std::uint32_t)> onPress);
     ~X11KeyWatch() override;
     X11KeyWatch(const X11KeyWatch&) = delete;
     X11KeyWatch& operator=(const X11KeyWatch&) = delete;
 
-    // (keycode, lock state) grabs held.
+    // (keycode, modifier and lock state) grabs held.
     int grabbedVariantCount() const { return int(m_grabs.size()); }
 
     bool handleEvent(const xcb_generic_event_t* event);

@@ -64,6 +64,7 @@ QString textOf(xcb_keysym_t keysym)
 X11KeyboardCapture::X11KeyboardCapture(X11Connection& connection, X11Hotkeys* hotkeys, QObject* parent)
     : X11KeyboardCapture(connection.xcb(), connection.root(), true, hotkeys, parent)
 {
+    connect(&connection, &X11Connection::buttonPressed, this, &X11KeyboardCapture::pointerButtonPressed);
 }
 
 X11KeyboardCapture::X11KeyboardCapture(xcb_connection_t* connection, xcb_window_t root, bool filterQtEvents,
@@ -143,6 +144,31 @@ void X11KeyboardCapture::end()
         m_hotkeys->keyboardGivenBack();
 }
 
+void X11KeyboardCapture::setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside)
+{
+    m_panelArea = std::move(panelArea);
+    m_onPressOutside = std::move(onPressOutside);
+}
+
+void X11KeyboardCapture::pointerButtonPressed(std::uint32_t button)
+{
+    // 4–7 are the wheel's steps, not presses.
+    const bool press = (button >= 1 && button <= 3) || button >= 8;
+    if (!m_capturing || !m_onPressOutside || !press)
+        return;
+    // Our keyboard grab leaves the pointer alone: the press has gone to the window under it. Where that was:
+    auto* pointer = xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+    if (!pointer)
+        return;
+    const QPoint at(pointer->root_x, pointer->root_y);
+    std::free(pointer);
+    if (m_panelArea && m_panelArea().contains(at))
+        return;
+    // A copy: the handler normally ends the capture, and may replace the handler.
+    auto onOutside = m_onPressOutside;
+    onOutside();
+}
+
 void X11KeyboardCapture::deliver(const CapturedKey& key)
 {
     // A copy: the receiver may end the capture while it runs.
@@ -195,24 +221,21 @@ bool X11KeyboardCapture::handleEvent(const xcb_generic_event_t* event)
     const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
     if (e->event != m_root || isModifierKeysym(m_keyMap.keysymAt(e->detail, 0)))
         return false;
+    // Our hotkeys (and their auto-repeat) stay with the hotkey backend. Any other key is typing, whatever is held
+    // with it: people roll from the hotkey's Super, or reach for a key with Alt or Ctrl still down, and mean the
+    // key's plain character (the modifiers travel along for the record).
+    if (m_hotkeys && m_hotkeys->ownsPress(e->detail, e->state))
+        return false;
     const CapturedKey key = translate(e->detail, e->state);
-    // Chords with Command, Option or Control are hotkeys: they stay with the hotkey backend.
-    const bool chord = key.modifiers & (carbonCommand | carbonOption | carbonControl);
     if (!m_capturing) {
-        // A plain press reaches the root only under one of our grabs: typed while the hotkey is still held, or
-        // while it holds the keyboard for us. Other grabs of ours (a key watch) are no business of the switcher.
+        // A press reaches the root only under one of our grabs: typed while the hotkey is still held, or while it
+        // holds the keyboard for us. Other grabs of ours (a key watch) are no business of the capture.
         if (m_hotkeys && !m_hotkeys->holdsKeyboard())
             return false;
-        if (chord) {
-            m_early.clear();
-        } else {
-            m_early.removeIf([&](const auto& p) { return e->time - p.first > earlyPressWindowMs; });
-            m_early.append({e->time, key});
-        }
+        m_early.removeIf([&](const auto& p) { return e->time - p.first > earlyPressWindowMs; });
+        m_early.append({e->time, key});
         return false;
     }
-    if (chord)
-        return false;
     // Only a hotkey's grab can freeze the keyboard, and our grab leaves none active; should a press reach us
     // frozen all the same (our grab taken away behind our back), it must not stay so.
     xcb_allow_events(m_connection, XCB_ALLOW_ASYNC_KEYBOARD, e->time);

@@ -31,6 +31,11 @@ public:
     bool begin(std::function<void(const CapturedKey&)> onKey) override;
     void end() override;
     bool isCapturing() const override { return m_capturing; }
+    void setPressOutsideHandler(std::function<QRect()> panelArea, std::function<void()> onPressOutside) override;
+
+    // A pointer button went down somewhere (the connection's global button monitor); with a connection nobody
+    // else reads, tests call it themselves. Wheel buttons are no press.
+    void pointerButtonPressed(std::uint32_t button);
 
     // True when the event was a key press we took.
     bool handleEvent(const xcb_generic_event_t* event);
@@ -51,6 +56,8 @@ private:
     bool m_keyMapStale = false;
     bool m_capturing = false;
     std::function<void(const CapturedKey&)> m_onKey;
+    std::function<QRect()> m_panelArea;
+    std::function<void()> m_onPressOutside;
     // Presses that reached the root under the hotkey's grab (its key still down, or held for us), before the
     // capture began.
     QList<std::pair<xcb_timestamp_t, CapturedKey>> m_early;

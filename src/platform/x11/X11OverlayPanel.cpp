@@ -24,7 +24,7 @@ X11OverlayPanel::X11OverlayPanel(std::shared_ptr<X11PanelContext> context, const
 {
     // Translucency needs both a compositor and an ARGB visual; without a compositor the server would show the
     // alpha channel as garbage, so the panel is opaque there.
-    const bool argb = m_context->argbVisual && m_context->compositorRunning();
+    const bool argb = m_context->translucent();
     m_depth = argb ? 32 : m_context->rootDepth;
     const xcb_visualid_t visual = argb ? m_context->argbVisual : m_context->rootVisual;
     if (argb) {
@@ -187,7 +187,57 @@ void X11OverlayPanel::repaint()
     } else if (!uploadBackground(renderedImage())) {
         return;
     }
+    updateShape();
     xcb_clear_area(m_connection, 0, m_window, 0, 0, 0, 0);
+}
+
+void X11OverlayPanel::updateShape()
+{
+    // An opaque window cannot leave a rendered card's transparent parts (its rounded corners) see-through; it can
+    // leave them out of its shape instead of painting them black.
+    std::vector<xcb_rectangle_t> rectangles;
+    bool cut = false;
+    if (m_depth != 32 && m_appearance.content && m_appearance.content->hasAlphaChannel()) {
+        QImage alpha(m_rootRect.size(), QImage::Format_ARGB32_Premultiplied);
+        alpha.fill(Qt::transparent);
+        QPainter painter(&alpha);
+        painter.drawImage(QRectF(QPointF(0, 0), QSizeF(m_rootRect.size())), *m_appearance.content);
+        painter.end();
+        // Runs of mostly opaque pixels per row; a row like the one above only makes that row's rectangles taller.
+        std::vector<std::pair<int, int>> previous;
+        std::size_t previousStart = 0;
+        for (int y = 0; y < alpha.height(); ++y) {
+            const auto* line = reinterpret_cast<const QRgb*>(alpha.constScanLine(y));
+            std::vector<std::pair<int, int>> runs;
+            for (int x = 0; x < alpha.width();) {
+                while (x < alpha.width() && qAlpha(line[x]) < 128)
+                    ++x;
+                const int start = x;
+                while (x < alpha.width() && qAlpha(line[x]) >= 128)
+                    ++x;
+                if (x > start)
+                    runs.push_back({start, x - start});
+            }
+            cut = cut || runs.size() != 1 || runs.front() != std::pair(0, alpha.width());
+            if (y > 0 && runs == previous) {
+                for (std::size_t i = previousStart; i < rectangles.size(); ++i)
+                    ++rectangles[i].height;
+                continue;
+            }
+            previousStart = rectangles.size();
+            for (const auto& [x, width] : runs)
+                rectangles.push_back({std::int16_t(x), std::int16_t(y), std::uint16_t(width), 1});
+            previous = std::move(runs);
+        }
+    }
+    if (cut) {
+        xcb_shape_rectangles(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+                             m_window, 0, 0, std::uint32_t(rectangles.size()), rectangles.data());
+        m_shaped = true;
+    } else if (m_shaped) {
+        xcb_shape_mask(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, m_window, 0, 0, XCB_NONE);
+        m_shaped = false;
+    }
 }
 
 bool X11OverlayPanel::uploadBackground(const QImage& source)

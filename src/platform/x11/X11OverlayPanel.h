@@ -48,6 +48,8 @@ private:
     bool restack(xcb_window_t sibling, std::uint32_t stackMode);
     void show();
     void repaint();
+    // Cuts what a content picture leaves transparent out of an opaque window.
+    void updateShape();
     bool uploadBackground(const QImage& image);
     // The frame of the topmost normal-level client; none when there is none, nothing without a client list.
     std::optional<xcb_window_t> topmostNormalFrame() const;
@@ -66,6 +68,7 @@ private:
     double m_alpha = 1.0;
     bool m_shadow = false;
     bool m_mapped = false;
+    bool m_shaped = false;
 };
 
 }  // namespace tamsinvale

@@ -50,8 +50,15 @@ struct X11PanelContext {
     // Reads the screen's visuals and interns the atoms, all requests out before the first answer.
     static std::shared_ptr<X11PanelContext> create(xcb_connection_t* connection, xcb_window_t root, X11PanelHooks hooks);
 
+    // Asks the server who owns the compositor selection.
     bool compositorRunning() const;
+    // Whether new panels are made see-through: an ARGB visual and a compositor (as last announced while the owner
+    // of the selection is watched, else asked now).
+    bool translucent() const { return argbVisual && (compositorWatched ? compositing : compositorRunning()); }
     QRect primaryMonitor() const;
+
+    bool compositorWatched = false;
+    bool compositing = false;
 };
 
 }  // namespace tamsinvale

@@ -317,15 +317,25 @@ void X11Workspace::updateActiveWindow()
     // The application lookup and everybody reacting to the change read the same desktop.
     const X11WindowReader::Batch batch(m_reader);
     const xcb_window_t active = m_reader.activeWindow();
-    // Some managers pass through None between two windows; that is not a change of application.
-    if (active == XCB_WINDOW_NONE || active == m_activeWindow)
+    const xcb_timestamp_t now = m_connection.lastPropertyTime();
+    if (active == m_activeWindow)
         return;
+    if (active == XCB_WINDOW_NONE) {
+        // Nothing is active (a click on the desktop, an empty workspace): frontmostApplication reports none, and
+        // whichever application comes next is an activation, the one that was active before included.
+        m_activeWindow = XCB_WINDOW_NONE;
+        m_nothingActiveSince = now;
+        return;
+    }
+    // Some managers pass through None between two windows for a moment; that is no time with nothing active.
+    const bool afterNothing = m_nothingActiveSince && now - *m_nothingActiveSince >= transientNothingActiveMs;
+    m_nothingActiveSince.reset();
     m_activeWindow = active;
     std::int32_t pid = m_clients.value(active, 0);
     if (pid == 0)
         pid = m_reader.read(active).pid;
     emit activeWindowChanged(active, pid);
-    if (pid <= 0 || pid == m_activePid)
+    if (pid <= 0 || (pid == m_activePid && !afterNothing))
         return;
     m_activePid = pid;
     if (const auto app = runningApplication(pid)) {

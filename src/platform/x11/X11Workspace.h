@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QSet>
 #include <memory>
+#include <optional>
 
 #include "X11Window.h"
 #include "platform/Workspace.h"
@@ -21,6 +22,10 @@ class X11WindowReader;
 class X11Workspace : public Workspace {
     Q_OBJECT
 public:
+    // A None at _NET_ACTIVE_WINDOW shorter than this (server milliseconds) is a manager passing between two windows;
+    // a longer one is a time with nothing active, after which even the same application is activated anew.
+    static constexpr std::uint32_t transientNothingActiveMs = 250;
+
     X11Workspace(X11Connection& connection, const X11WindowReader& reader, QObject* parent = nullptr);
     ~X11Workspace() override;
 
@@ -77,6 +82,8 @@ private:
     QHash<xcb_window_t, std::int32_t> m_clients;
     xcb_window_t m_activeWindow = XCB_WINDOW_NONE;
     std::int32_t m_activePid = 0;
+    // Server time at which nothing became active, while nothing is.
+    std::optional<xcb_timestamp_t> m_nothingActiveSince;
     QHash<std::int32_t, QSocketNotifier*> m_exitWatchers;
     X11WindowActions* m_actions = nullptr;
     X11ApplicationLauncher* m_launcher = nullptr;

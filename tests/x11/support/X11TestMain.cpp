@@ -10,7 +10,13 @@ public:
     void SetUp() override
     {
         QString failure;
-        if (!tamsinvale::x11test::XTestSession::start(&failure))
+#ifdef TAMSINVALE_X11TEST_ROOT_SIZE
+        // A program whose desktop needs a larger screen (monitors side by side) names it: width, height.
+        const QSize rootSize(TAMSINVALE_X11TEST_ROOT_SIZE);
+#else
+        const QSize rootSize = tamsinvale::x11test::XTestSession::defaultSize;
+#endif
+        if (!tamsinvale::x11test::XTestSession::start(&failure, rootSize))
             FAIL() << "cannot start the test desktop: " << failure.toStdString();
     }
     void TearDown() override { tamsinvale::x11test::XTestSession::stop(); }

@@ -17,7 +17,7 @@ char* qtArgv[] = {qtProgramName, nullptr};
 
 }  // namespace
 
-bool XTestSession::start(QString* failure)
+bool XTestSession::start(QString* failure, QSize rootSize)
 {
     auto s = std::make_unique<XTestSession>();
     auto fail = [failure](const QString& why) {
@@ -27,12 +27,7 @@ bool XTestSession::start(QString* failure)
     };
     if (!s->m_dataHome.isValid())
         return fail(QStringLiteral("no temporary directory"));
-    // A test program may ask for a larger root (room for several monitors) with TAMSINVALE_TEST_SCREEN=WxH.
-    QSize size = defaultSize;
-    if (const QStringList wh = qEnvironmentVariable("TAMSINVALE_TEST_SCREEN").split(QLatin1Char('x'));
-        wh.size() == 2 && wh[0].toInt() > 0 && wh[1].toInt() > 0)
-        size = QSize(wh[0].toInt(), wh[1].toInt());
-    s->m_xvfb = XvfbServer::start(size);
+    s->m_xvfb = XvfbServer::start(rootSize);
     if (!s->m_xvfb)
         return fail(QStringLiteral("Xvfb did not start (is the xvfb package installed?)"));
     s->m_display = std::make_unique<XTestDisplay>(s->m_xvfb->display());
@@ -126,7 +121,7 @@ QList<xcb_window_t> XTestSession::stackingBottomToTop()
 
 bool XTestSession::resetMonitors()
 {
-    return x().setMonitors({MonitorSpec{QStringLiteral("M0"), QRect(QPoint(0, 0), defaultSize), true}});
+    return x().setMonitors({MonitorSpec{QStringLiteral("M0"), QRect(QPoint(0, 0), rootSize()), true}});
 }
 
 }  // namespace tamsinvale::x11test

@@ -18,8 +18,9 @@ class XTestSession {
 public:
     static constexpr QSize defaultSize{1920, 1080};
 
-    // Started by the test program's environment; stopped (every process reaped) when it tears down.
-    static bool start(QString* failure);
+    // Started by the test program's environment, on a screen (root window) of `rootSize`; stopped (every process
+    // reaped) when it tears down.
+    static bool start(QString* failure, QSize rootSize = defaultSize);
     static void stop();
     static XTestSession& get();
 
@@ -45,6 +46,7 @@ public:
     // The client list, bottom to top, as the window manager published it.
     QList<xcb_window_t> stackingBottomToTop();
 
+    QSize rootSize() const { return m_xvfb->size(); }
     // Back to one monitor covering the whole screen, as at start.
     bool resetMonitors();
 
