@@ -68,6 +68,17 @@ void WindowsSwitcherWindowController::show(std::int32_t pid, const QString& name
         m_capturing = false;  // closed by a key typed before the panel was up; the keyboard went back then
         return;
     }
+    if (m_capturing) {
+        // A click into another window means the user went there: the panel lets go, as on Escape, and the click
+        // goes on to that window.
+        m_capture->setPressOutsideHandler([this] { return m_window ? m_window->geometry() : QRect(); },
+                                          [this] {
+                                              if (!m_open)
+                                                  return;
+                                              qCInfo(lcWindows, "window switcher: pointer pressed outside the panel");
+                                              close();
+                                          });
+    }
 
     if (!m_window) {
         m_window = std::make_unique<WSFocusablePanel>(m_icons);
@@ -107,8 +118,10 @@ void WindowsSwitcherWindowController::close()
     if (!m_open)
         return;
     qCInfo(lcWindows, "window switcher: closed");
-    if (m_capture && m_capturing)
+    if (m_capture && m_capturing) {
+        m_capture->setPressOutsideHandler({}, {});
         m_capture->end();
+    }
     m_capturing = false;
     hidePanel();
     emit closed();

@@ -282,6 +282,28 @@ TEST(WindowsSwitcherController, escapeWithShiftHeldClosesAndGivesTheKeyboardBack
     EXPECT_TRUE(s.desktop.workspace.activations().isEmpty());
 }
 
+TEST(WindowsSwitcherController, aClickIntoAnotherWindowClosesItAndAClickOnThePanelDoesNot)
+{
+    Switcher s;
+    s.controller.show(editorPid, QStringLiteral("Editor"));
+    ASSERT_TRUE(s.controller.window());
+    const QRect panel = s.controller.window()->geometry();
+    s.capture.press(0xffff, QStringLiteral("r"));
+    EXPECT_FALSE(s.capture.pointerPress(panel.center()));
+    EXPECT_TRUE(s.controller.isOpen());
+
+    // The user clicked elsewhere: closed as on Escape, the keyboard given back, nothing brought forward.
+    EXPECT_TRUE(s.capture.pointerPress(panel.bottomRight() + QPoint(40, 40)));
+    EXPECT_FALSE(s.controller.isOpen());
+    EXPECT_FALSE(s.capture.isCapturing());
+    EXPECT_FALSE(SwitcherActivity::shared().mode());
+    EXPECT_FALSE(s.capture.press(Key::returnKey, QStringLiteral("\r")));
+    s.desktop.scheduler.advance(1);
+    EXPECT_TRUE(s.desktop.workspace.activations().isEmpty());
+    // Closed, the panel no longer watches the pointer.
+    EXPECT_FALSE(s.capture.pointerPress(QPoint(0, 0)));
+}
+
 TEST(WindowsSwitcherController, anEscapeTypedBeforeThePanelWasUpClosesItBeforeItAppears)
 {
     Switcher s;

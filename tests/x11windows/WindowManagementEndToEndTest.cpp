@@ -414,6 +414,15 @@ TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRais
     EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == report; }, 5s)) << app.log().toStdString();
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
 
+    // A click into another window while the panel holds the keyboard (the notes' corner left uncovered by the
+    // report and the panel): the panel lets go and the click reaches that window.
+    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
+    ASSERT_TRUE(d.s.tool({"xdotool", "mousemove", "800", "250", "click", "1"}));
+    EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s))
+        << app.log().toStdString();
+    EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == notes; }, 5s));
+
     // A window on another virtual desktop: choosing it switches there.
     ASSERT_TRUE(press(d.s, {"super+grave"}));
     ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
