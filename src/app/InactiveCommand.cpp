@@ -154,7 +154,7 @@ int runInactiveMain(int argc, char** argv, const QStringList& arguments)
     }
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Tamsinvale"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("tamsinvale"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.tamsinvale.Tamsinvale"));
     auto desktop = X11Desktop::create();
     if (!desktop) {
         err << "tamsinvale inactive: not running on an X11 display\n";
