@@ -5,15 +5,18 @@ set(TAMSINVALE_PACKAGE_MAINTAINER "Tamsinvale maintainers <maintainers@tamsinval
 
 include(GNUInstallDirs)
 # Documents every Debian package carries: where it comes from and what changed.
-install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The package's name, not the project's: /usr/share/doc/tamsinvale.
+set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/tamsinvale)
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION ${doc_dir})
 set(changelog ${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.gz)
 add_custom_command(OUTPUT ${changelog}
     COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_CURRENT_BINARY_DIR}/packaging
     COMMAND sh -c "gzip -9 -n -c \"$1\" > \"$2\"" sh ${CMAKE_CURRENT_LIST_DIR}/changelog ${changelog}
     DEPENDS ${CMAKE_CURRENT_LIST_DIR}/changelog
-    COMMENT "Compressing the changelog")
+    COMMENT "Compressing the changelog"
+    VERBATIM)
 add_custom_target(tamsinvale_changelog ALL DEPENDS ${changelog})
-install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${changelog} DESTINATION ${doc_dir})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tamsinvale)
@@ -30,9 +33,9 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${TAMSINVALE_PACKAGE_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://tamsinvale.org/")
+# CPack puts CPACK_PACKAGE_DESCRIPTION_SUMMARY on the first line; this is the long description below it.
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "keep one application and one window at the centre of attention
-Tamsinvale is a focus-keeping desktop utility for X11 sessions. It lives in
+    "Tamsinvale is a focus-keeping desktop utility for X11 sessions. It lives in
 the tray and offers, behind global hotkeys: an app switcher in which every
 application is one or two typed keys away, a window switcher for the windows
 of the application you were just in, focus dimming below the frontmost

@@ -31,5 +31,5 @@ roff() { sed -e 's/\\/\\e/g' -e 's/-/\\-/g' -e "s/^\\([.']\\)/\\\\\\&\\1/"; }
     cat "$sections"
 } > "$work/include.h2m"
 
-help2man --no-info --section=1 --source="Tamsinvale" --manual="User Commands" \
+help2man --no-info --section=1 --manual="User Commands" \
     --include="$work/include.h2m" --output="$output" "$binary"

@@ -124,8 +124,8 @@ QString CommandTable::versionLine() { return QStringLiteral("tamsinvale " TAMSIN
 QString CommandTable::help()
 {
     QString text = QStringLiteral(
-        "usage: tamsinvale [--verbose]\n"
-        "       tamsinvale COMMAND [ARGS]\n"
+        "Usage: tamsinvale [--verbose]\n"
+        "  or:  tamsinvale COMMAND [ARGS]\n"
         "\n"
         "Tamsinvale keeps one application and one window at the centre of attention: an app switcher, a\n"
         "window switcher, focus dimming, window sizes and more, behind global hotkeys and a tray icon.\n"

@@ -23,7 +23,7 @@ run() {
 for help in --help -h; do
     run $help
     [ "$status" -eq 0 ] || fail "$help exits $status"
-    [[ "$out" == usage:* ]] || fail "$help does not start with a usage line: ${out:0:80}"
+    [[ "${out,,}" == usage:* ]] || fail "$help does not start with a usage line: ${out:0:80}"
     [ -z "$err" ] || fail "$help writes to stderr: $err"
 done
 run --version

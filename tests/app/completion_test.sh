@@ -27,7 +27,7 @@ expect_bash() {  # EXPECTED-OFFERS (space separated, sorted) -- WORDS…
     [ "$got" = "$expected" ] || fail "bash: \"$*\" offers \"$got\", not \"$expected\""
 }
 expect_bash "ctl" -- tamsinvale ct
-expect_bash "--help --verbose --version" -- tamsinvale --ve --
+expect_bash "--help --verbose --version" -- tamsinvale --
 expect_bash "--verbose --version" -- tamsinvale --ver
 expect_bash "launch-at-login" -- tamsinvale ctl la
 expect_bash "off on" -- tamsinvale ctl launch-at-login ""
