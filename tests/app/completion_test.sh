@@ -40,6 +40,18 @@ expect_bash "--json" -- tamsinvale debug windows ""
 expect_bash "" -- tamsinvale settings set dimMenuBarOpacity ""
 expect_bash "bash" -- tamsinvale completion b
 
+# The words completed after each command are the ones its own --help documents (a renamed or dropped
+# subcommand must leave the table too).
+while IFS= read -r line; do
+    command=${line%%)*}
+    words=${line#*words=\"}
+    words=${words%%\"*}
+    help=$("$bin" "$command" --help 2>&1)
+    for word in $words; do
+        grep -qw -- "$word" <<<"$help" || fail "\"$command $word\" is completed but not in \`tamsinvale $command --help\`"
+    done
+done < <(sed -n '/COMP_CWORD -eq 2/,/esac/s/^ *\([a-z-]*\)) words=/\1) words=/p' "$work/bash")
+
 # zsh: the function with the completion system's builtins stubbed, to see what it hands them.
 zsh_offers() {  # CURRENT WORDS…
     zsh -f -c '
