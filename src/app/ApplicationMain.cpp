@@ -5,11 +5,14 @@
 #include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QIcon>
+#include <QPixmap>
 #include <QMessageBox>
 #include <cstdio>
 #include <unistd.h>
 
 #include "ControlService.h"
+#include "MenuBarIcon.h"
 #include "TamsinvaleApp.h"
 #include "TrayIcon.h"
 #include "hotkeys/HotKeyManager.h"
@@ -104,7 +107,12 @@ int runApplication(int argc, char** argv, bool verbose)
     QApplication qtApp(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tamsinvale"));
     QApplication::setApplicationVersion(QStringLiteral(TAMSINVALE_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("tamsinvale"));
+    // Our desktop entry's id: desktops match our windows to its name and icon by it.
+    QApplication::setDesktopFileName(QStringLiteral("org.tamsinvale.Tamsinvale"));
+    // The installed icon; from a build tree, the tray's own picture.
+    QApplication::setWindowIcon(QIcon::fromTheme(
+        QStringLiteral("org.tamsinvale.Tamsinvale"),
+        QIcon(QPixmap::fromImage(MenuBarIcon::image(MenuBarIconStyle::windows, 4.0)))));
     // A menu-bar utility: closing a panel or the settings window never ends it.
     QApplication::setQuitOnLastWindowClosed(false);
     configureLogging(verbose);

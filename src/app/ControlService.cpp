@@ -56,12 +56,12 @@ int runControlClient(const QStringList& arguments)
     }
     const QString action = arguments[0];
     if (!TamsinvaleApp::actionNames().contains(action)) {
-        std::fprintf(stderr, "tamsinvale ctl: unknown action \"%s\"; actions: %s\n", qUtf8Printable(action),
-                     qUtf8Printable(TamsinvaleApp::actionNames().join(QStringLiteral(", "))));
+        std::fprintf(stderr, "tamsinvale ctl: unknown action \"%s\"; actions: %s\nusage: tamsinvale ctl ACTION [ARG]\n",
+                     qUtf8Printable(action), qUtf8Printable(TamsinvaleApp::actionNames().join(QStringLiteral(", "))));
         return 2;
     }
     if (arguments.size() > 2) {
-        std::fprintf(stderr, "tamsinvale ctl: too many arguments\n");
+        std::fprintf(stderr, "tamsinvale ctl: too many arguments\nusage: tamsinvale ctl ACTION [ARG]\n");
         return 2;
     }
     QDBusConnection bus = QDBusConnection::sessionBus();

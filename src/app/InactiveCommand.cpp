@@ -34,21 +34,24 @@ const char* usage =
 
 QString iso(const QDateTime& date) { return date.toUTC().toString(Qt::ISODate); }
 
-}  // namespace
-
-int runInactiveCommand(const Workspace& workspace, const DefaultsDomain& defaults, const QDateTime& now,
-                       const QStringList& arguments, QTextStream& out, QTextStream& err, const QLocale& locale)
-{
+struct InactiveArguments {
     bool json = false;
     std::optional<double> hours;
+    std::optional<int> exitCode;  // set when the command ends here: help shown, or wrong usage
+};
+
+InactiveArguments parseArguments(const QStringList& arguments, QTextStream& out, QTextStream& err)
+{
+    InactiveArguments parsed;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& a = arguments[i];
         if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
             out << usage;
-            return 0;
+            parsed.exitCode = 0;
+            return parsed;
         }
         if (a == QLatin1String("--json")) {
-            json = true;
+            parsed.json = true;
         } else if (a == QLatin1String("--hours") || a.startsWith(QLatin1String("--hours="))) {
             const QString value = a.contains(QLatin1Char('=')) ? a.section(QLatin1Char('='), 1)
                                   : i + 1 < arguments.size() ? arguments[++i]
@@ -57,14 +60,29 @@ int runInactiveCommand(const Workspace& workspace, const DefaultsDomain& default
             const double h = QLocale::c().toDouble(value, &ok);
             if (!ok || !std::isfinite(h) || h <= 0) {
                 err << "tamsinvale inactive: --hours needs a positive number of hours, not \"" << value << "\"\n";
-                return 2;
+                parsed.exitCode = 2;
+                return parsed;
             }
-            hours = h;
+            parsed.hours = h;
         } else {
             err << "tamsinvale inactive: unknown argument \"" << a << "\"\n\n" << usage;
-            return 2;
+            parsed.exitCode = 2;
+            return parsed;
         }
     }
+    return parsed;
+}
+
+}  // namespace
+
+int runInactiveCommand(const Workspace& workspace, const DefaultsDomain& defaults, const QDateTime& now,
+                       const QStringList& arguments, QTextStream& out, QTextStream& err, const QLocale& locale)
+{
+    const InactiveArguments parsed = parseArguments(arguments, out, err);
+    if (parsed.exitCode)
+        return *parsed.exitCode;
+    const bool json = parsed.json;
+    const std::optional<double> hours = parsed.hours;
 
     Settings settings;
     for (const SettingField& field : settingsSchema())
@@ -141,10 +159,9 @@ int runInactiveMain(int argc, char** argv, const QStringList& arguments)
 {
     QTextStream out(stdout);
     QTextStream err(stderr);
-    if (arguments.contains(QLatin1String("--help")) || arguments.contains(QLatin1String("-h"))) {
-        out << usage;
-        return 0;
-    }
+    // Help and wrong usage are answered before anything needs a display.
+    if (const InactiveArguments parsed = parseArguments(arguments, out, err); parsed.exitCode)
+        return *parsed.exitCode;
     // The running applications are read from the X display, as the app reads them.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
@@ -154,7 +171,7 @@ int runInactiveMain(int argc, char** argv, const QStringList& arguments)
     }
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Tamsinvale"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("tamsinvale"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.tamsinvale.Tamsinvale"));
     auto desktop = X11Desktop::create();
     if (!desktop) {
         err << "tamsinvale inactive: not running on an X11 display\n";

@@ -80,7 +80,7 @@ int runShortcutsCommand(ShortcutStore& store, const QList<DiscoveredApp>& apps, 
     const QString verb = arguments.value(0);
     const QStringList args = arguments.mid(1);
     if (verb == QLatin1String("--help") || verb == QLatin1String("-h") || verb.isEmpty()) {
-        out << shortcutsCommandHelp();
+        (verb.isEmpty() ? err : out) << shortcutsCommandHelp();
         return verb.isEmpty() ? 2 : 0;
     }
     if (verb == QLatin1String("list")) {

@@ -1,43 +1,21 @@
-// Entry point: the menu-bar application, or one of its commands (ctl, settings, debug).
-#include <QCoreApplication>
-#include <QTextStream>
+// Entry point: the tray application, or one of the commands of the command table.
+#include <QString>
+#include <QStringList>
 #include <cstdio>
 
 #include "ApplicationMain.h"
-#include "ControlService.h"
-#include "DebugCommand.h"
-#include "InactiveCommand.h"
-#include "SettingsCommand.h"
-#include "ShortcutsCommand.h"
-#include "platform/linux/PlistDefaultsDomain.h"
-#include "settings/SettingsStore.h"
+#include "CommandTable.h"
+
+using tamsinvale::CommandTable::help;
+using tamsinvale::CommandTable::usageLine;
 
 namespace {
 
-const char* usage =
-    "usage: tamsinvale [--verbose]        run Tamsinvale (in the tray; one instance per session)\n"
-    "       tamsinvale ctl ACTION [ARG]   ask the running Tamsinvale to do something (tamsinvale ctl --help)\n"
-    "       tamsinvale settings …         read, change, import and export settings (tamsinvale settings --help)\n"
-    "       tamsinvale shortcuts …        bind keys to applications for the app switcher (tamsinvale shortcuts --help)\n"
-    "       tamsinvale debug …            print what Tamsinvale sees of the desktop (tamsinvale debug --help)\n"
-    "       tamsinvale inactive [--hours H] [--json]   apps not used for H hours (tamsinvale inactive --help)\n"
-    "\n"
-    "--verbose (or TAMSINVALE_VERBOSE=1) also logs the debug lines of every area.\n";
-
-int runSettings(int argc, char** argv, const QStringList& arguments)
+int usageError(const QString& message)
 {
-    QCoreApplication app(argc, argv);
-    tamsinvale::PlistDefaultsDomain defaults(tamsinvale::PlistDefaultsDomain::standardPath());
-    tamsinvale::SettingsStore store(defaults);
-    QTextStream out(stdout);
-    QTextStream err(stderr);
-    return tamsinvale::runSettingsCommand(store, arguments, out, err);
-}
-
-int runControl(int argc, char** argv, const QStringList& arguments)
-{
-    QCoreApplication app(argc, argv);
-    return tamsinvale::runControlClient(arguments);
+    std::fprintf(stderr, "tamsinvale: %s\n%s\nTry 'tamsinvale --help' for more information.\n", qUtf8Printable(message),
+                 qUtf8Printable(usageLine()));
+    return 2;
 }
 
 }  // namespace
@@ -47,26 +25,30 @@ int main(int argc, char** argv)
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    const QString command = arguments.value(0);
 
-    if (command == QLatin1String("settings"))
-        return runSettings(argc, argv, arguments.mid(1));
-    if (command == QLatin1String("shortcuts"))
-        return tamsinvale::runShortcutsMain(argc, argv, arguments.mid(1));
-    if (command == QLatin1String("ctl"))
-        return runControl(argc, argv, arguments.mid(1));
-    if (command == QLatin1String("debug"))
-        return tamsinvale::runDebugCommand(argc, argv, arguments.mid(1));
-    if (command == QLatin1String("inactive"))
-        return tamsinvale::runInactiveMain(argc, argv, arguments.mid(1));
-    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
-        std::fputs(usage, stdout);
-        return 0;
+    if (const tamsinvale::Command* command = tamsinvale::CommandTable::find(arguments.value(0)))
+        return command->run(argc, argv, arguments.mid(1));
+
+    bool verbose = false;
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+            std::fputs(qUtf8Printable(help()), stdout);
+            return 0;
+        }
+        if (argument == QLatin1String("--version")) {
+            std::printf("%s\n", qUtf8Printable(tamsinvale::CommandTable::versionLine()));
+            return 0;
+        }
     }
-    const bool verbose = command == QLatin1String("--verbose");
-    if (!command.isEmpty() && !(verbose && arguments.size() == 1)) {
-        std::fprintf(stderr, "tamsinvale: unknown command \"%s\"\n\n%s", argv[1], usage);
-        return 2;
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("--verbose"))
+            verbose = true;
+        else if (argument.startsWith(QLatin1Char('-')))
+            return usageError(QStringLiteral("unknown option \"%1\"").arg(argument));
+        else if (tamsinvale::CommandTable::find(argument))
+            return usageError(QStringLiteral("the command \"%1\" comes first").arg(argument));
+        else
+            return usageError(QStringLiteral("unknown command \"%1\"").arg(argument));
     }
     return tamsinvale::runApplication(argc, argv, verbose);
 }

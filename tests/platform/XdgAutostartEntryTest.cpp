@@ -66,6 +66,28 @@ TEST(XdgAutostartEntry, registeringWritesAnEntryAndUnregisteringRemovesIt)
     EXPECT_TRUE(entry.unregisterApp().ok);  // nothing to remove is not a failure
 }
 
+TEST(XdgAutostartEntry, theEntryIsACopyOfTheInstalledDesktopEntryStartedByItsFullPath)
+{
+    const QString installed = QStringLiteral(TAMSINVALE_TESTS_SOURCE_DIR "/../data/org.tamsinvale.Tamsinvale.desktop");
+    QFile source(installed);
+    ASSERT_TRUE(source.open(QIODevice::ReadOnly)) << installed.toStdString();
+    Folders f;
+    XdgAutostartEntry entry = f.entry(QStringLiteral("/opt/tamsinvale/bin/tamsinvale"));
+    ASSERT_TRUE(entry.registerApp().ok);
+    int copied = 0;
+    for (const QByteArray& line : source.readAll().split('\n')) {
+        const QString name = QString::fromUtf8(line.left(line.indexOf('=')));
+        if (!line.contains('=') || name == "Exec" || name == "TryExec")
+            continue;
+        EXPECT_EQ(key(entry.path(), name), QString::fromUtf8(line.mid(line.indexOf('=') + 1))) << name.toStdString();
+        ++copied;
+    }
+    EXPECT_GE(copied, 5);
+    EXPECT_EQ(key(entry.path(), "Icon"), "org.tamsinvale.Tamsinvale");
+    EXPECT_EQ(key(entry.path(), "Exec"), "/opt/tamsinvale/bin/tamsinvale");
+    EXPECT_EQ(key(entry.path(), "X-GNOME-Autostart-enabled"), "true");
+}
+
 TEST(XdgAutostartEntry, anEntryThatHidesItselfOrIsSwitchedOffCountsAsOff)
 {
     Folders f;

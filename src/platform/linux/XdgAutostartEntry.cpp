@@ -8,6 +8,8 @@
 #include <QSaveFile>
 #include <algorithm>
 
+#include "platform/linux/ApplicationDesktopEntry.h"
+
 namespace tamsinvale {
 
 namespace {
@@ -146,15 +148,27 @@ QString XdgAutostartEntry::execArgument(const QString& argument)
 
 QString XdgAutostartEntry::entryText(const QString& executablePath, bool hidden)
 {
-    QString text = QStringLiteral("[Desktop Entry]\n"
-                                  "Type=Application\n"
-                                  "Name=Tamsinvale\n"
-                                  "Comment=Keeps one application and one window at the centre of attention\n");
+    // The installed desktop entry's main group (name, comment, icon …), started by this binary's full path. Its
+    // actions are not copied: they are for launchers, and an autostart entry only starts the program.
+    static const QStringList ownKeys{QStringLiteral("Exec"), QStringLiteral("TryExec"), QStringLiteral("Hidden"),
+                                     QStringLiteral("X-GNOME-Autostart-enabled"), QStringLiteral("Actions"),
+                                     QStringLiteral("DBusActivatable")};
+    QString text = QStringLiteral("[Desktop Entry]\n");
+    bool inMain = false;
+    for (const QString& raw : QString::fromUtf8(applicationDesktopEntry).split(QLatin1Char('\n'))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1Char('['))) {
+            inMain = line == QLatin1String("[Desktop Entry]");
+            continue;
+        }
+        if (!inMain || line.isEmpty() || line.startsWith(QLatin1Char('#')))
+            continue;
+        if (!ownKeys.contains(line.section(QLatin1Char('='), 0, 0).trimmed()))
+            text += line + QLatin1Char('\n');
+    }
     text += QStringLiteral("Exec=") + execArgument(executablePath) + QLatin1Char('\n');
     // A binary that has been removed since makes the entry inert instead of a failed start at every login.
     text += QStringLiteral("TryExec=") + escapeString(executablePath) + QLatin1Char('\n');
-    text += QStringLiteral("Terminal=false\n"
-                           "StartupNotify=false\n");
     text += hidden ? QStringLiteral("Hidden=true\n") : QStringLiteral("X-GNOME-Autostart-enabled=true\n");
     return text;
 }

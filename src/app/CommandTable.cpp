@@ -1,0 +1,154 @@
+// The commands, their words for completion, and the program's own help and version texts.
+#include "CommandTable.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include "ControlService.h"
+#include "DebugCommand.h"
+#include "InactiveCommand.h"
+#include "SettingsCommand.h"
+#include "ShellCompletion.h"
+#include "ShortcutsCommand.h"
+#include "TamsinvaleApp.h"
+#include "platform/linux/PlistDefaultsDomain.h"
+#include "settings/SettingsStore.h"
+
+namespace tamsinvale {
+
+namespace {
+
+int runSettingsMain(int argc, char** argv, const QStringList& arguments)
+{
+    QCoreApplication app(argc, argv);
+    PlistDefaultsDomain defaults(PlistDefaultsDomain::standardPath());
+    SettingsStore store(defaults);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    return runSettingsCommand(store, arguments, out, err);
+}
+
+int runControlMain(int argc, char** argv, const QStringList& arguments)
+{
+    QCoreApplication app(argc, argv);
+    return runControlClient(arguments);
+}
+
+QList<CommandWord> controlWords()
+{
+    QList<CommandWord> words;
+    for (const QString& action : TamsinvaleApp::actionNames()) {
+        CommandWord word{action, {}};
+        if (action == QLatin1String("launch-at-login"))
+            word.next = {QStringLiteral("on"), QStringLiteral("off")};
+        words << word;
+    }
+    return words;
+}
+
+QList<Command> buildCommands()
+{
+    using namespace CommandTable;
+    const QStringList json{QStringLiteral("--json")};
+    return {
+        {QStringLiteral("ctl"), QStringLiteral("ACTION [ARG]"),
+         QStringLiteral("ask the running Tamsinvale to do what a hotkey or menu item does"), controlWords(),
+         runControlMain},
+        {QStringLiteral("settings"), QStringLiteral("COMMAND [ARGS]"),
+         QStringLiteral("read, change, import and export settings"),
+         {{QStringLiteral("export"), {fileArgument}},
+          {QStringLiteral("import"), {fileArgument}},
+          {QStringLiteral("get"), {settingArgument}},
+          {QStringLiteral("set"), {settingArgument}},
+          {QStringLiteral("reset"), {settingArgument}}},
+         runSettingsMain},
+        {QStringLiteral("shortcuts"), QStringLiteral("COMMAND [ARGS]"),
+         QStringLiteral("bind keys to applications for the app switcher"),
+         {{QStringLiteral("list"), {}},
+          {QStringLiteral("apps"), {}},
+          {QStringLiteral("bind"), {}},
+          {QStringLiteral("unbind"), {}},
+          {QStringLiteral("add"), {fileArgument}},
+          {QStringLiteral("set"), {}},
+          {QStringLiteral("remove"), {}},
+          {QStringLiteral("orphans"), {}},
+          {QStringLiteral("remove-orphan"), {}}},
+         runShortcutsMain},
+        {QStringLiteral("debug"), QStringLiteral("COMMAND [--json]"),
+         QStringLiteral("print what Tamsinvale sees of the desktop"),
+         {{QStringLiteral("windows"), json}, {QStringLiteral("screens"), json}, {QStringLiteral("apps"), json}},
+         runDebugCommand},
+        {QStringLiteral("inactive"), QStringLiteral("[--hours H] [--json]"),
+         QStringLiteral("list the applications not used for H hours"),
+         {{QStringLiteral("--hours"), {}}, {QStringLiteral("--json"), {QStringLiteral("--hours")}}},
+         runInactiveMain},
+        {QStringLiteral("completion"), QStringLiteral("bash|zsh"),
+         QStringLiteral("print the shell completion script for bash or zsh"),
+         {{QStringLiteral("bash"), {}}, {QStringLiteral("zsh"), {}}}, runCompletionMain},
+    };
+}
+
+}  // namespace
+
+const QList<Command>& CommandTable::commands()
+{
+    static const QList<Command> table = buildCommands();
+    return table;
+}
+
+const Command* CommandTable::find(const QString& name)
+{
+    for (const Command& command : commands())
+        if (command.name == name)
+            return &command;
+    return nullptr;
+}
+
+const QList<ProgramOption>& CommandTable::options()
+{
+    static const QList<ProgramOption> table{
+        {QStringLiteral("--verbose"), QStringLiteral("also log the debug lines of every area (or TAMSINVALE_VERBOSE=1)")},
+        {QStringLiteral("-h, --help"), QStringLiteral("print this help and exit")},
+        {QStringLiteral("--version"), QStringLiteral("print the version and exit")},
+    };
+    return table;
+}
+
+QString CommandTable::usageLine()
+{
+    return QStringLiteral("usage: tamsinvale [--verbose] | tamsinvale COMMAND [ARGS] | tamsinvale --help | --version");
+}
+
+QString CommandTable::versionLine() { return QStringLiteral("tamsinvale " TAMSINVALE_VERSION); }
+
+QString CommandTable::help()
+{
+    QString text = QStringLiteral(
+        "Usage: tamsinvale [--verbose]\n"
+        "  or:  tamsinvale COMMAND [ARGS]\n"
+        "\n"
+        "Tamsinvale keeps one application and one window at the centre of attention: an app switcher, a\n"
+        "window switcher, focus dimming, window sizes and more, behind global hotkeys and a tray icon.\n"
+        "Without a command it runs in the tray of the X11 session (one instance per session).\n"
+        "\n"
+        "Commands:\n");
+    constexpr int column = 34;
+    auto row = [&](const QString& left, const QString& right) {
+        const QString head = QStringLiteral("  ") + left;
+        text += head.size() + 2 <= column ? head.leftJustified(column) + right + QLatin1Char('\n')
+                                          : head + QLatin1Char('\n') + QString(column, QLatin1Char(' ')) + right
+                + QLatin1Char('\n');
+    };
+    for (const Command& command : commands())
+        row(command.name + QLatin1Char(' ') + command.arguments, command.summary);
+    text += QStringLiteral("\nOptions:\n");
+    for (const ProgramOption& option : options())
+        row(option.names, option.summary);
+    text += QStringLiteral(
+        "\n"
+        "`tamsinvale COMMAND --help` describes a command. Exit status: 0 done, 2 wrong usage, 3 no running\n"
+        "Tamsinvale to ask (ctl), 4 no X11 session, 1 any other failure.\n");
+    return text;
+}
+
+}  // namespace tamsinvale
