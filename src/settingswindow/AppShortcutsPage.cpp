@@ -80,11 +80,6 @@ AppShortcutsPage::AppShortcutsPage(const SettingsWindowContext& context, QWidget
     m_noCustom = PageWidgets::help(QStringLiteral("No custom shortcuts yet."), this);
     layout->addWidget(m_noCustom);
     auto* addRow = new QHBoxLayout;
-    m_addApp = new QPushButton(QStringLiteral("Add App…"), this);
-    m_addScript = new QPushButton(QStringLiteral("Add Python Script…"), this);
-    addRow->addWidget(m_addApp);
-    addRow->addWidget(m_addScript);
-    addRow->addStretch(1);
     layout->addLayout(addRow);
 
     m_orphansSection = new QWidget(this);
@@ -98,6 +93,24 @@ AppShortcutsPage::AppShortcutsPage(const SettingsWindowContext& context, QWidget
     layout->addWidget(m_orphansSection);
     layout->addStretch(1);
 
+    if (m_context.shortcuts)
+        connect(m_context.shortcuts, &ShortcutStore::changed, this, &AppShortcutsPage::refresh);
+    if (m_context.discovery)
+        connect(m_context.discovery, &AppDiscoveryStore::appsChanged, this, &AppShortcutsPage::refresh);
+    if (m_context.icons)
+        connect(m_context.icons, &AppIconStore::versionChanged, this, &AppShortcutsPage::refreshIcons);
+    refresh();
+    // Made after the first rows, so that Tab meets the rows first, as they are laid out.
+    m_addApp = new QPushButton(QStringLiteral("Add App…"), this);
+    m_addScript = new QPushButton(QStringLiteral("Add Python Script…"), this);
+    addRow->addWidget(m_addApp);
+    addRow->addWidget(m_addScript);
+    addRow->addStretch(1);
+    connectAddButtons();
+}
+
+void AppShortcutsPage::connectAddButtons()
+{
     const bool canChoose = bool(m_context.chooseFile) && m_context.shortcuts;
     m_addApp->setEnabled(canChoose);
     m_addScript->setEnabled(canChoose);
@@ -111,14 +124,6 @@ AppShortcutsPage::AppShortcutsPage(const SettingsWindowContext& context, QWidget
     connect(m_addScript, &QPushButton::clicked, this, [add] {
         add(QStringLiteral("Choose a python script"), QStringLiteral("Python scripts (*.py)"));
     });
-
-    if (m_context.shortcuts)
-        connect(m_context.shortcuts, &ShortcutStore::changed, this, &AppShortcutsPage::refresh);
-    if (m_context.discovery)
-        connect(m_context.discovery, &AppDiscoveryStore::appsChanged, this, &AppShortcutsPage::refresh);
-    if (m_context.icons)
-        connect(m_context.icons, &AppIconStore::versionChanged, this, &AppShortcutsPage::refreshIcons);
-    refresh();
 }
 
 QList<DiscoveredApp> AppShortcutsPage::apps() const
@@ -231,7 +236,7 @@ void AppShortcutsPage::rebuild()
     QWidget* lastRowWidget = !m_customRows.isEmpty() ? static_cast<QWidget*>(m_customRows.last().remove)
         : !m_appRows.isEmpty()                      ? static_cast<QWidget*>(m_appRows.last().secondKey)
                                                     : nullptr;
-    if (lastRowWidget) {
+    if (lastRowWidget && m_addApp) {
         setTabOrder(lastRowWidget, m_addApp);
         setTabOrder(m_addApp, m_addScript);
     }

@@ -37,6 +37,7 @@ private:
     void refresh();
     void rebuild();
     void refreshIcons();
+    void connectAddButtons();
     RowWidgets makeRow(QGridLayout* grid, int line, const ShortcutRow& row, bool custom);
     void applyKeys(const RowWidgets& widgets, bool custom);
     void showMessage(const std::optional<QString>& text);

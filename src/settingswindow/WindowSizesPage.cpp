@@ -44,17 +44,18 @@ WindowSizesPage::WindowSizesPage(const SettingsWindowContext& context, QWidget* 
     layout->addLayout(m_rowsLayout);
     m_empty = PageWidgets::help(WindowSizesPageModel::emptyText, this);
     layout->addWidget(m_empty);
-    m_add = new QPushButton(QStringLiteral("Add Size"), this);
-    m_add->setObjectName(QStringLiteral("addSize"));
-    connect(m_add, &QPushButton::clicked, this, [this] { m_context.settings->addPreset(); });
     auto* addRow = new QHBoxLayout;
-    addRow->addWidget(m_add);
-    addRow->addStretch(1);
     layout->addLayout(addRow);
     layout->addStretch(1);
 
     connect(m_context.settings, &SettingsStore::windowSizePresetsChanged, this, &WindowSizesPage::refresh);
     refresh();
+    // Made after the first rows, so that Tab meets the rows first, as they are laid out.
+    m_add = new QPushButton(QStringLiteral("Add Size"), this);
+    m_add->setObjectName(QStringLiteral("addSize"));
+    connect(m_add, &QPushButton::clicked, this, [this] { m_context.settings->addPreset(); });
+    addRow->addWidget(m_add);
+    addRow->addStretch(1);
 }
 
 WindowSizesPage::RowWidgets WindowSizesPage::makeRow(const QUuid& id)
@@ -119,7 +120,7 @@ void WindowSizesPage::rebuildRows()
         m_rows.append(w);
     }
     // New rows join the end of the focus chain; Tab should meet them before "Add Size", as they are laid out.
-    if (!m_rows.isEmpty())
+    if (!m_rows.isEmpty() && m_add)
         setTabOrder(m_rows.last().remove, m_add);
 }
 

@@ -219,6 +219,7 @@ TEST(SettingsWindowEndToEnd, recordsAHotkeyBindsAnAppAndEditsAPreset)
     ASSERT_TRUE(window);
     ASSERT_TRUE(press(s, {"Tab"}));
     ASSERT_TRUE(type(s, "x"));
+    screenshot(s, "app-shortcuts-typed");
     ASSERT_TRUE(s.waitUntil([&] {
         const ToolRun apps = app.run({"shortcuts", "apps", "xterm"});
         return apps.output.contains("debian-xterm\tx\t");
@@ -243,9 +244,9 @@ TEST(SettingsWindowEndToEnd, recordsAHotkeyBindsAnAppAndEditsAPreset)
     const int resumedBefore = app.count("resumed after recording");
     ASSERT_TRUE(press(s, {"ctrl+super+j"}));
     ASSERT_TRUE(s.waitUntil([&] { return app.count("resumed after recording") > resumedBefore; }));
-    const ToolRun presets = app.run({"settings", "get", "windowSizePresets"});
-    EXPECT_TRUE(presets.output.contains("\"width\":\".5\"")) << presets.output.toStdString();
-    EXPECT_TRUE(presets.output.contains("\"keyCode\":38")) << presets.output.toStdString();
+    const QString presets = app.run({"settings", "get", "windowSizePresets"}).output.remove(' ');
+    EXPECT_TRUE(presets.contains("\"width\":\".5\"")) << presets.toStdString();
+    EXPECT_TRUE(presets.contains("\"keyCode\":38")) << presets.toStdString();
     screenshot(s, "window-sizes");
     ASSERT_TRUE(press(s, {"Escape"}));
     ASSERT_TRUE(s.waitUntil([&] { return !viewableWindow(s, windowTitle); }));
@@ -262,7 +263,7 @@ TEST(SettingsWindowEndToEnd, recordsAHotkeyBindsAnAppAndEditsAPreset)
     EXPECT_NEAR(frame->center().x(), available / 2, 20) << "not centred";
 
     // The other pages, for a person to look at.
-    for (const QString page : {QStringLiteral("dimming"), QStringLiteral("inactive-apps"), QStringLiteral("general")}) {
+    for (const QString& page : QStringList{"dimming", "inactive-apps", "general"}) {
         ASSERT_TRUE(openPage(s, app, page)) << page.toStdString();
         ASSERT_TRUE(app.logged("window: shown on " + page));
         screenshot(s, page);
