@@ -70,7 +70,7 @@ WindowSizesPage::RowWidgets WindowSizesPage::makeRow(const QUuid& id)
 
     line->addWidget(new QLabel(QStringLiteral("Name"), w.row));
     w.name = new QLineEdit(w.row);
-    w.name->setMinimumWidth(110);
+    w.name->setMinimumWidth(80);
     w.name->setAccessibleName(QStringLiteral("Name"));
     line->addWidget(w.name, 1);
     line->addWidget(new QLabel(QStringLiteral("Width"), w.row));
@@ -84,6 +84,7 @@ WindowSizesPage::RowWidgets WindowSizesPage::makeRow(const QUuid& id)
     w.heightWarning = PageWidgets::warningMark(w.row);
     line->addWidget(w.heightWarning);
     w.hotKey = m_context.makeRecorder(w.row);
+    w.hotKey->setMinimumWidth(120);  // the row fits the window's narrowest width without scrolling
     line->addWidget(w.hotKey);
     w.up = new QPushButton(QStringLiteral("↑"), w.row);
     w.down = new QPushButton(QStringLiteral("↓"), w.row);
