@@ -33,6 +33,7 @@ struct AppServices {
     std::function<bool()> wallpaperRotationConfigured;
     std::function<void()> showInactiveApps;
     std::function<void()> showSettings;
+    std::function<void(const QString& page)> showSettingsPage;  // a page by its name ("hotkeys", "window-sizes" …)
     std::function<void()> showAbout;
     std::function<void()> checkForUpdates;  // none on Linux: updates come from the distribution
     std::function<bool()> launchAtLoginEnabled;

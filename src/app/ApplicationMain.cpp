@@ -4,9 +4,11 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QElapsedTimer>
+#include <QDir>
 #include <QFile>
 #include <QIcon>
 #include <QPixmap>
+#include <QFileDialog>
 #include <QMessageBox>
 #include <cstdio>
 #include <unistd.h>
@@ -48,6 +50,7 @@
 #include "services/SystemServices.h"
 #include "settings/HotKeyKind.h"
 #include "settings/SettingsStore.h"
+#include "settingswindow/SettingsWindowController.h"
 #include "switcher/SwitcherServices.h"
 #include "switcher/SwitcherWindowController.h"
 #include "windows/WindowServices.h"
@@ -169,6 +172,17 @@ int runApplication(int argc, char** argv, bool verbose)
         box->show();
     };
     SwitcherServices switcher(platform, std::move(switcherOptions));
+    // The settings window is made once the services it edits exist (below); the tray, `ctl settings` and the
+    // switcher's settings row reach it through these.
+    std::unique_ptr<SettingsWindowController> settingsWindow;
+    services.showSettings = [&settingsWindow] {
+        if (settingsWindow)
+            settingsWindow->show();
+    };
+    services.showSettingsPage = [&settingsWindow](const QString& page) {
+        if (settingsWindow)
+            settingsWindow->show(settingsPageNamed(page));
+    };
     switcher.install(services);
     // Escape pressed anywhere closes the launch overlay; the key still reaches the focused window. The overlay
     // never has the focus, so there are no key presses of our own to watch.
@@ -223,6 +237,22 @@ int runApplication(int argc, char** argv, bool verbose)
             });
         });
     });
+    SettingsWindowContext settingsContext;
+    settingsContext.platform = platform;
+    settingsContext.settings = &settings;
+    settingsContext.hotKeys = &app.hotKeyManager();
+    settingsContext.shortcuts = &switcher.shortcuts();
+    settingsContext.discovery = &switcher.discovery();
+    settingsContext.icons = &switcher.icons();
+    settingsContext.loginItem = systemServices.loginItem();
+    settingsContext.permissions = &systemServices.permissions();
+    settingsContext.updater = &systemServices.updater();
+    settingsContext.version = QApplication::applicationVersion();
+    settingsContext.chooseFile = [](const QString& title, const QString& filter) -> std::optional<QString> {
+        const QString path = QFileDialog::getOpenFileName(QApplication::activeWindow(), title, QDir::homePath(), filter);
+        return path.isEmpty() ? std::nullopt : std::optional<QString>(path);
+    };
+    settingsWindow = std::make_unique<SettingsWindowController>(settingsContext);
     ControlService control(app);
     switch (control.claim()) {
     case ControlService::Claim::alreadyRunning:
@@ -259,7 +289,10 @@ int runApplication(int argc, char** argv, bool verbose)
     // The system bus is joined once the hotkeys work; a wake is of no use before the overlays are up anyway.
     SessionSleepWatcher sleepWatcher;
     QObject::connect(&sleepWatcher, &SessionSleepWatcher::woke, &x11->workspace(), &Workspace::screensDidWake);
-    return qtApp.exec();
+    const int exitCode = qtApp.exec();
+    // Before the hotkey manager it may still hold suspended.
+    settingsWindow.reset();
+    return exitCode;
 }
 
 }  // namespace tamsinvale

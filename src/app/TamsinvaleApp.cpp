@@ -6,6 +6,7 @@
 #include "hotkeys/HotKeyManager.h"
 #include "platform/Logging.h"
 #include "settings/SettingsStore.h"
+#include "settingswindow/SettingsPage.h"
 #include "windows/FocusTracker.h"
 
 namespace tamsinvale {
@@ -232,7 +233,7 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
     };
     if (action == QLatin1String("launch-at-login"))
         return setLaunchAtLogin(argument);
-    if (action != QLatin1String("size") && !argument.isEmpty())
+    if (action != QLatin1String("size") && action != QLatin1String("settings") && !argument.isEmpty())
         return {false, QStringLiteral("%1 takes no argument").arg(action)};
     if (action == QLatin1String("app-switcher")) {
         m_hotKeys->handleHotKey(1);
@@ -283,6 +284,18 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
         return m_services.nextWallpaper ? ActionResult{} : notBuilt("wallpaper rotation");
     }
     if (action == QLatin1String("settings")) {
+        if (!argument.isEmpty()) {
+            if (!settingsPageNamed(argument)) {
+                QStringList pages;
+                for (SettingsPage page : allSettingsPages())
+                    pages << settingsPageName(page);
+                return {false, QStringLiteral("no settings page \"%1\"; there are: %2").arg(argument, pages.join(", "))};
+            }
+            if (!m_services.showSettingsPage)
+                return notBuilt("the settings window");
+            m_services.showSettingsPage(argument);
+            return {};
+        }
         perform(MenuCommand::settings);
         return m_services.showSettings ? ActionResult{} : notBuilt("the settings window");
     }

@@ -36,6 +36,23 @@ void HotKeyManager::installHandlerIfNeeded()
     m_handlerInstalled = true;
 }
 
+void HotKeyManager::suspend()
+{
+    if (m_suspensions++ == 0) {
+        unregisterAll();
+        qCInfo(lcHotkeys, "suspended while a hotkey is being recorded");
+    }
+}
+
+void HotKeyManager::resume()
+{
+    if (m_suspensions == 0 || --m_suspensions > 0)
+        return;
+    qCInfo(lcHotkeys, "resumed after recording");
+    if (m_lastSettings)
+        applyHotKeys(*m_lastSettings);
+}
+
 void HotKeyManager::unregisterAll()
 {
     for (auto& ref : m_registeredRefs)
@@ -66,6 +83,9 @@ bool HotKeyManager::registerHotKey(const QString& name, const std::optional<HotK
 void HotKeyManager::applyHotKeys(const SettingsStore& store)
 {
     unregisterAll();
+    m_lastSettings = &store;
+    if (isSuspended())
+        return;
     installHandlerIfNeeded();
     const Settings& s = store.settings();
     QStringList failures;

@@ -42,8 +42,14 @@ public:
 
     static constexpr std::uint32_t resizeHotKeyBaseID = 100;
 
-    // Drops every registration and registers all hotkeys again from the current settings.
+    // Drops every registration and registers all hotkeys again from the current settings; while suspended it
+    // only drops them and remembers the settings for `resume`.
     void applyHotKeys(const SettingsStore& settings);
+    // Lets every combination through to the focused window (a recorder field is listening), and back. Counted, so
+    // two fields handing over to each other never register in between; `resume` re-applies the last settings.
+    void suspend();
+    void resume();
+    bool isSuspended() const { return m_suspensions > 0; }
     void unregisterAll();
     void installHandlerIfNeeded();
     // Dispatches one pressed identifier to its callback.
@@ -70,6 +76,8 @@ private:
     std::vector<std::unique_ptr<HotkeyRegistration>> m_registeredRefs;
     QMap<std::uint32_t, QUuid> m_resizePresetIDsByHotKeyID;
     bool m_handlerInstalled = false;
+    int m_suspensions = 0;
+    const SettingsStore* m_lastSettings = nullptr;
     QStringList m_failedRegistrations;
 };
 

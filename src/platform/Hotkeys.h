@@ -4,6 +4,7 @@
 #include <QObject>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace tamsinvale {
 
@@ -31,6 +32,17 @@ public:
     virtual int registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t identifier,
                                std::unique_ptr<HotkeyRegistration>* out) = 0;
     virtual void unregisterHotKey(HotkeyRegistration& registration) = 0;
+
+    // The stored (macOS) key code of a key press as the window system reported it to one of our windows
+    // (Qt's native scan code and virtual key), whatever modifiers were held; nothing when this desktop cannot
+    // tell, and the caller falls back on the portable key.
+    virtual std::optional<std::uint32_t> keyCodeForNativeKey(std::uint32_t nativeScanCode,
+                                                             std::uint32_t nativeVirtualKey) const
+    {
+        (void)nativeScanCode;
+        (void)nativeVirtualKey;
+        return std::nullopt;
+    }
 
 signals:
     // A registered hotkey was pressed; emitted on the main queue, once per press.

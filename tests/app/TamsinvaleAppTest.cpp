@@ -193,6 +193,12 @@ TEST(TamsinvaleApp, commandLineActionsTakeTheHotkeyPaths)
     EXPECT_TRUE(unknownPreset.message.contains("there are: Full"));
     EXPECT_FALSE(f.app->performAction("frobnicate", {}).ok);
     EXPECT_FALSE(f.app->performAction("snap-left", "extra").ok);
+    // The settings window opens on a page by its name; there is no Wallpapers page yet.
+    const ActionResult noPage = f.app->performAction("settings", "wallpapers");
+    EXPECT_FALSE(noPage.ok);
+    EXPECT_TRUE(noPage.message.contains("there are: dimming, hotkeys, app-shortcuts, window-sizes, inactive-apps, "
+                                        "general"))
+        << noPage.message.toStdString();
 
     // An action whose subsystem has not landed succeeds as a no-op and says so.
     const ActionResult quickDim = f.app->performAction("quick-dim", {});

@@ -179,6 +179,19 @@ int X11Hotkeys::registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, s
     return HotkeyStatus::noErr;
 }
 
+std::optional<std::uint32_t> X11Hotkeys::keyCodeForNativeKey(std::uint32_t nativeScanCode,
+                                                             std::uint32_t nativeVirtualKey) const
+{
+    // The key's first-column symbol, so Shift+1 is the 1 key and not "!"; the delivered symbol when the keycode
+    // is outside the map (a synthetic event).
+    if (nativeScanCode >= m_keyMap.minKeycode() && nativeScanCode <= m_keyMap.maxKeycode()) {
+        const xcb_keysym_t unshifted = m_keyMap.keysymAt(xcb_keycode_t(nativeScanCode), 0);
+        if (const auto code = X11KeyMap::keyCodeForKeysym(unshifted))
+            return code;
+    }
+    return X11KeyMap::keyCodeForKeysym(nativeVirtualKey);
+}
+
 void X11Hotkeys::unregisterHotKey(HotkeyRegistration& registration)
 {
     auto* token = dynamic_cast<Token*>(&registration);

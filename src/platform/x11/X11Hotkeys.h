@@ -30,6 +30,9 @@ public:
     int registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t identifier,
                        std::unique_ptr<HotkeyRegistration>* out) override;
     void unregisterHotKey(HotkeyRegistration& registration) override;
+    // The key's unshifted symbol in the live keyboard map, through the fixed key table.
+    std::optional<std::uint32_t> keyCodeForNativeKey(std::uint32_t nativeScanCode,
+                                                     std::uint32_t nativeVirtualKey) const override;
 
     // Key presses of our grabs and keyboard mapping changes; true when the event was ours.
     bool handleEvent(const xcb_generic_event_t* event);

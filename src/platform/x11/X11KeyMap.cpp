@@ -61,6 +61,18 @@ std::optional<xcb_keysym_t> X11KeyMap::keysymForKeyCode(std::uint32_t macKeyCode
     return std::nullopt;
 }
 
+std::optional<std::uint32_t> X11KeyMap::keyCodeForKeysym(xcb_keysym_t keysym)
+{
+    if (keysym >= 'A' && keysym <= 'Z')
+        keysym += 'a' - 'A';
+    if (keysym == 0xfe20)  // ISO_Left_Tab: Tab with Shift held
+        keysym = 0xff09;
+    for (const auto& [code, sym] : keyCodeTable)
+        if (sym == keysym)
+            return code;
+    return std::nullopt;
+}
+
 xcb_keysym_t X11KeyMap::keysymForScalar(char32_t scalar)
 {
     switch (scalar) {

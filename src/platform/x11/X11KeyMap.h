@@ -24,6 +24,8 @@ public:
 
     // The keysym a macOS virtual key code stands for; nothing for a code that has no name.
     static std::optional<xcb_keysym_t> keysymForKeyCode(std::uint32_t macKeyCode);
+    // The other way round: the macOS key code of a keysym (letters in either case); the § key answers 10.
+    static std::optional<std::uint32_t> keyCodeForKeysym(xcb_keysym_t keysym);
     // The keysym that types a Unicode scalar (Latin-1 keysyms as themselves, the rest as Unicode keysyms).
     static xcb_keysym_t keysymForScalar(char32_t scalar);
 

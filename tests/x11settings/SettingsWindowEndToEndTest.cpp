@@ -1,0 +1,275 @@
+// The settings window of the real tamsinvale on Xvfb + Openbox, driven from the keyboard through XTEST as a
+// person would: opened with `tamsinvale ctl settings`, it takes the focus; a new app-switcher combination pressed
+// into its recorder field (the global hotkeys let go of the keyboard meanwhile) opens the switcher afterwards
+// while the old one no longer does; a key typed beside XTerm switches to it; a preset's width edited to ".5" with a
+// recorded hotkey resizes a window. Every page is kept as a screenshot in the artifacts.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include "ChildProcess.h"
+#include "ProgramRun.h"
+#include "X11TestPaths.h"
+#include "XTestSession.h"
+#include "XTools.h"
+
+#include <xcb/xcb.h>
+
+using namespace tamsinvale::x11test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString windowTitle = QStringLiteral("Tamsinvale Settings");
+const QString switcherTitle = QStringLiteral("Tamsinvale App Switcher");
+
+QString artifactsDir()
+{
+    const QString dir =
+        qEnvironmentVariable("TAMSINVALE_ARTIFACTS_DIR", QStringLiteral(TAMSINVALE_SETTINGS_ARTIFACTS));
+    QDir().mkpath(dir);
+    return dir;
+}
+
+void screenshot(XTestSession& s, const QString& name)
+{
+    runTool({"import", "-display", s.display(), "-window", "root", artifactsDir() + "/" + name + ".png"}, 20s);
+}
+
+// The instance under test: its own bus and configuration; the only installed application is XTerm.
+class Tamsinvale {
+public:
+    explicit Tamsinvale(XTestSession& s) : m_session(s)
+    {
+        QDir().mkpath(m_home.path() + "/data/applications");
+        QDir().mkpath(m_home.path() + "/none");
+        QFile::copy("/usr/share/applications/debian-xterm.desktop",
+                    m_home.path() + "/data/applications/debian-xterm.desktop");
+        env = {"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
+               "XDG_CONFIG_HOME=" + m_home.path() + "/config", "XDG_DATA_HOME=" + m_home.path() + "/data",
+               "XDG_DATA_DIRS=" + m_home.path() + "/none", "XDG_CURRENT_DESKTOP=Openbox", "LC_ALL=C.UTF-8",
+               "TAMSINVALE_VERBOSE=1"};
+        m_log = artifactsDir() + "/tamsinvale.log";
+        QFile::remove(m_log);
+    }
+    ~Tamsinvale()
+    {
+        if (m_process && m_process->running()) {
+            runWith(env, {tamsinvalePath, "ctl", "quit"});
+            m_process->waitForExit(10s);
+        }
+    }
+    bool start()
+    {
+        m_process = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", tamsinvalePath, m_log}, env);
+        return m_process && logged("tamsinvale.app: started:", 20s) && logged("discovery: refreshed", 20s);
+    }
+    QString log() const
+    {
+        QFile f(m_log);
+        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+    }
+    bool logged(const QString& text, std::chrono::milliseconds timeout = 10s)
+    {
+        return m_session.waitUntil([&] { return log().contains(text); }, timeout);
+    }
+    int count(const QString& text) const { return int(log().count(text)); }
+    ToolRun run(const QStringList& args) { return runWith(env, QStringList{tamsinvalePath} + args); }
+
+    QStringList env;
+
+private:
+    XTestSession& m_session;
+    QTemporaryDir m_home;
+    SessionBus m_bus;
+    QString m_log;
+    std::unique_ptr<ChildProcess> m_process;
+};
+
+std::optional<xcb_window_t> viewableWindow(XTestSession& s, const QString& title)
+{
+    const auto found = s.tool({"xdotool", "search", "--name", "^" + title + "$"});
+    if (!found)
+        return std::nullopt;
+    for (const QString& id : found->split('\n', Qt::SkipEmptyParts)) {
+        const auto info = s.tool({"xwininfo", "-id", id.trimmed()});
+        if (info && info->contains("IsViewable"))
+            return id.trimmed().toUInt();
+    }
+    return std::nullopt;
+}
+
+bool press(XTestSession& s, const QStringList& keys)
+{
+    return s.tool(QStringList{"xdotool", "key", "--delay", "30"} + keys).has_value();
+}
+
+bool type(XTestSession& s, const QString& text)
+{
+    return s.tool({"xdotool", "type", "--delay", "30", text}).has_value();
+}
+
+// Whether some client holds a passive grab of the key typing `keysym` with these modifiers.
+bool grabbed(XTestSession& s, xcb_keysym_t keysym, std::uint16_t modifiers)
+{
+    xcb_connection_t* c = s.x().xcb();
+    const xcb_setup_t* setup = xcb_get_setup(c);
+    auto* mapping = xcb_get_keyboard_mapping_reply(
+        c, xcb_get_keyboard_mapping(c, setup->min_keycode, setup->max_keycode - setup->min_keycode + 1), nullptr);
+    if (!mapping)
+        return false;
+    const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping);
+    xcb_keycode_t keycode = 0;
+    for (int k = 0; k <= setup->max_keycode - setup->min_keycode && !keycode; ++k)
+        if (syms[k * mapping->keysyms_per_keycode] == keysym)
+            keycode = static_cast<xcb_keycode_t>(setup->min_keycode + k);
+    free(mapping);
+    return keycode && s.x().keyGrabbedByAnother(keycode, modifiers);
+}
+
+// The manager's frame around a client, in root coordinates.
+std::optional<QRect> frameOf(XTestSession& s, xcb_window_t client)
+{
+    const xcb_window_t frame = s.x().topLevelAncestor(client);
+    if (frame == XCB_WINDOW_NONE)
+        return std::nullopt;
+    auto* g = xcb_get_geometry_reply(s.x().xcb(), xcb_get_geometry(s.x().xcb(), frame), nullptr);
+    if (!g)
+        return std::nullopt;
+    const QRect r(g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width);
+    std::free(g);
+    return r;
+}
+
+// Opens a page through the command line and waits until the window has the focus.
+std::optional<xcb_window_t> openPage(XTestSession& s, Tamsinvale& app, const QString& page)
+{
+    const ToolRun opened = app.run({"ctl", "settings", page});
+    EXPECT_EQ(opened.exitCode, 0) << opened.output.toStdString();
+    EXPECT_FALSE(opened.output.contains("not built yet")) << opened.output.toStdString();
+    std::optional<xcb_window_t> window;
+    if (!s.waitUntil([&] { return (window = viewableWindow(s, windowTitle)).has_value(); }, 10s))
+        return std::nullopt;
+    if (!s.waitUntil([&] { return xtools::activeWindow() == window; }, 10s))
+        return std::nullopt;
+    EXPECT_TRUE(app.logged("window: shown on " + page));
+    return window;
+}
+
+constexpr std::uint16_t super = XCB_MOD_MASK_4;
+constexpr std::uint16_t control = XCB_MOD_MASK_CONTROL;
+
+}  // namespace
+
+TEST(SettingsWindowEndToEnd, recordsAHotkeyBindsAnAppAndEditsAPreset)
+{
+    XTestSession& s = XTestSession::get();
+    auto xterm = s.application({"xterm", "-title", "settings-xterm", "-geometry", "80x24+60+60"});
+    ASSERT_TRUE(xterm);
+    const auto xtermWindow = s.clientWindowOf("XTerm");
+    ASSERT_TRUE(xtermWindow);
+    WindowSpec otherSpec;
+    otherSpec.title = "Other Work";
+    otherSpec.windowClass = "OtherWork";
+    otherSpec.instance = "otherwork";
+    otherSpec.x = 900;
+    otherSpec.y = 300;
+    otherSpec.width = 500;
+    otherSpec.height = 400;
+    auto other = s.client({otherSpec});
+    ASSERT_TRUE(other);
+    ASSERT_TRUE(s.activate(*xtermWindow));
+
+    Tamsinvale app(s);
+    ASSERT_TRUE(app.start()) << app.log().toStdString();
+    ASSERT_TRUE(grabbed(s, ' ', super)) << "the default app-switcher combination is not grabbed";
+
+    // The Hotkeys page takes the focus; Tab from the sidebar reaches the App Switcher field, which records.
+    auto window = openPage(s, app, "hotkeys");
+    ASSERT_TRUE(window) << app.log().toStdString();
+    ASSERT_TRUE(app.logged("window: first paint"));
+    screenshot(s, "hotkeys");
+    ASSERT_TRUE(press(s, {"Tab"}));
+    ASSERT_TRUE(app.logged("suspended while a hotkey is being recorded")) << app.log().toStdString();
+    // Nothing of ours holds the keyboard now, so the combination reaches the field.
+    EXPECT_FALSE(grabbed(s, ' ', super));
+    screenshot(s, "hotkeys-recording");
+    ASSERT_TRUE(press(s, {"ctrl+space"}));
+    ASSERT_TRUE(app.logged("resumed after recording")) << app.log().toStdString();
+    const ToolRun stored = app.run({"settings", "get", "appSwitcherHotKey"});
+    EXPECT_TRUE(stored.output.contains("\"keyCode\":49") && stored.output.contains("\"modifiers\":4096"))
+        << stored.output.toStdString();
+    ASSERT_TRUE(s.waitUntil([&] { return grabbed(s, ' ', control); })) << "the new combination is not grabbed";
+    EXPECT_FALSE(grabbed(s, ' ', super)) << "the old combination is still grabbed";
+    screenshot(s, "hotkeys-recorded");
+
+    // The old combination opens nothing now; the new one opens the switcher.
+    const int shownBefore = app.count("tamsinvale.switcher: show: begin");
+    ASSERT_TRUE(press(s, {"super+space", "ctrl+space"}));
+    ASSERT_TRUE(s.waitUntil([&] { return viewableWindow(s, switcherTitle).has_value(); })) << app.log().toStdString();
+    EXPECT_EQ(app.count("tamsinvale.switcher: show: begin"), shownBefore + 1);
+    ASSERT_TRUE(press(s, {"Escape"}));
+    ASSERT_TRUE(s.waitUntil([&] { return !viewableWindow(s, switcherTitle); }));
+
+    // App Shortcuts: XTerm is the only app, its first key field the first stop after the sidebar.
+    window = openPage(s, app, "app-shortcuts");
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(press(s, {"Tab"}));
+    ASSERT_TRUE(type(s, "x"));
+    screenshot(s, "app-shortcuts-typed");
+    ASSERT_TRUE(s.waitUntil([&] {
+        const ToolRun apps = app.run({"shortcuts", "apps", "xterm"});
+        return apps.output.contains("debian-xterm\tx\t");
+    })) << app.run({"shortcuts", "apps"}).output.toStdString();
+    screenshot(s, "app-shortcuts");
+    // Closed with Escape, the window gives the focus up; from another window, the new keys bring XTerm forward.
+    ASSERT_TRUE(press(s, {"Escape"}));
+    ASSERT_TRUE(s.waitUntil([&] { return !viewableWindow(s, windowTitle); }));
+    ASSERT_TRUE(s.activate(other->window(0)));
+    ASSERT_TRUE(press(s, {"ctrl+space"}));
+    ASSERT_TRUE(s.waitUntil([&] { return viewableWindow(s, switcherTitle).has_value(); }));
+    ASSERT_TRUE(press(s, {"x"}));
+    EXPECT_TRUE(s.waitUntil([&] { return xtools::activeWindow() == *xtermWindow; })) << app.log().toStdString();
+
+    // Window Sizes: the Full preset's width becomes ".5" and it gets Ctrl+Super+J.
+    window = openPage(s, app, "window-sizes");
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(press(s, {"Tab", "Tab", "ctrl+a"}));  // the name, then the width, all of it selected
+    ASSERT_TRUE(type(s, ".5"));
+    ASSERT_TRUE(press(s, {"Tab", "Tab"}));  // the height, then the hotkey field
+    ASSERT_TRUE(app.logged("suspended while a hotkey is being recorded"));
+    const int resumedBefore = app.count("resumed after recording");
+    ASSERT_TRUE(press(s, {"ctrl+super+j"}));
+    ASSERT_TRUE(s.waitUntil([&] { return app.count("resumed after recording") > resumedBefore; }));
+    const QString presets = app.run({"settings", "get", "windowSizePresets"}).output.remove(' ');
+    EXPECT_TRUE(presets.contains("\"width\":\".5\"")) << presets.toStdString();
+    EXPECT_TRUE(presets.contains("\"keyCode\":38")) << presets.toStdString();
+    screenshot(s, "window-sizes");
+    ASSERT_TRUE(press(s, {"Escape"}));
+    ASSERT_TRUE(s.waitUntil([&] { return !viewableWindow(s, windowTitle); }));
+
+    ASSERT_TRUE(s.activate(*xtermWindow));
+    ASSERT_TRUE(press(s, {"ctrl+super+j"}));
+    const int available = s.rootSize().width();
+    std::optional<QRect> frame;
+    EXPECT_TRUE(s.waitUntil([&] {
+        frame = frameOf(s, *xtermWindow);
+        // xterm sizes in whole character cells: a little under half is still half.
+        return frame && frame->width() <= available / 2 && frame->width() > available / 2 - 30;
+    })) << (frame ? frame->width() : -1) << " " << app.log().toStdString();
+    EXPECT_NEAR(frame->center().x(), available / 2, 20) << "not centred";
+
+    // The other pages, for a person to look at.
+    for (const QString& page : QStringList{"dimming", "inactive-apps", "general"}) {
+        ASSERT_TRUE(openPage(s, app, page)) << page.toStdString();
+        ASSERT_TRUE(app.logged("window: shown on " + page));
+        screenshot(s, page);
+    }
+    // Reopening brings the same window back rather than a second one.
+    const auto found = s.tool({"xdotool", "search", "--name", "^" + windowTitle + "$"});
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->split('\n', Qt::SkipEmptyParts).size(), 1);
+}
