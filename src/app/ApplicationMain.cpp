@@ -62,6 +62,9 @@ namespace {
 
 constexpr std::uint32_t escapeKeyCode = 53;  // in the stored (macOS) key numbering
 
+const char* takenHotkeyText =
+    "This hotkey is registered, but the window manager takes the key before it reaches Tamsinvale: ";
+
 const char* failedHotkeysText =
     "These hotkeys could not be registered, most likely because another app already uses the same combination: ";
 
@@ -282,6 +285,12 @@ int runApplication(int argc, char** argv, bool verbose)
         tray.showMessage(QStringLiteral("Tamsinvale"), text);
     };
     QObject::connect(&app.hotKeyManager(), &HotKeyManager::failedRegistrationsChanged, &app, reportFailures);
+    QObject::connect(&app.hotKeyManager(), &HotKeyManager::hotkeyTaken, &app, [&tray](const QString& name) {
+        const QString text = QLatin1String(takenHotkeyText) + name
+            + QStringLiteral(". Record a different combination, or free it in the window manager's key bindings.");
+        qCWarning(lcHotkeys).noquote() << text;
+        tray.showMessage(QStringLiteral("Tamsinvale"), text);
+    });
 
     app.start();
     qCInfo(lcApp, "started: %zu hotkeys registered %lld ms after process start",
