@@ -29,7 +29,7 @@ struct AppServices {
     std::function<void(const WindowSizePreset&)> applyPreset;
     std::function<void()> moveToNextScreen;
     std::function<void(int side)> snap;  // 0 left, 1 right
-    std::function<void()> nextWallpaper;
+    std::function<bool()> nextWallpaper;  // true when the picture changed
     std::function<bool()> wallpaperRotationConfigured;
     std::function<void()> showInactiveApps;
     std::function<void()> showSettings;

@@ -54,6 +54,7 @@
 #include "switcher/SwitcherServices.h"
 #include "switcher/SwitcherWindowController.h"
 #include "windows/WindowServices.h"
+#include "wallpapers/WallpaperRotator.h"
 #include "windows/WindowsSwitcherWindowController.h"
 
 namespace tamsinvale {
@@ -224,7 +225,20 @@ int runApplication(int argc, char** argv, bool verbose)
     windows.switcher().beforeShow = [&switcher] { switcher.controller().close(); };
     QObject::connect(&switcher.controller(), &SwitcherWindowController::shown, &windows.switcher(),
                      &WindowsSwitcherWindowController::yieldKeyboard);
+    // Wallpapers are decoded on a thread of their own: a 6K picture takes longer than many frames. The overlays
+    // keep what they show until it is ready.
+    QtSerialQueue pictureQueue(QStringLiteral("org.tamsinvale.Tamsinvale.Pictures"));
+    dimmer.imageLoader().setDecodeQueue(&pictureQueue);
+    WallpaperRotator rotator(platform, settings, [&dimmer] { dimmer.applyAppearance(); });
+    dimmer.onDimmingEnabled = [&rotator](bool hasPictureForAllScreens) {
+        rotator.dimmingEnabled(hasPictureForAllScreens);
+    };
+    services.wallpaperRotatorStart = [&rotator] { rotator.start(); };
+    services.nextWallpaper = [&rotator] { return rotator.rotate(); };
+    services.wallpaperRotationConfigured = [&rotator] { return rotator.isConfigured(); };
     TamsinvaleApp app(platform, settings, services);
+    // "Next Wallpaper" comes and goes with the set.
+    QObject::connect(&rotator, &WallpaperRotator::urlsChanged, &app, &TamsinvaleApp::menuChanged);
     QObject::connect(systemServices.loginItem(), &LoginItem::isEnabledChanged, &app, &TamsinvaleApp::menuChanged);
     windows.setFocusTracker(&app.focusTracker());
     // A window-switcher press with no application to list (only Tamsinvale itself in front) opens nothing: the

@@ -204,7 +204,10 @@ void TamsinvaleApp::perform(MenuCommand command)
     case MenuCommand::toggleBlackBackground:
         m_settings.set(&Settings::focusDimBlackBackground, !s.focusDimBlackBackground);
         break;
-    case MenuCommand::nextWallpaper: callIfSet(m_services.nextWallpaper); break;
+    case MenuCommand::nextWallpaper:
+        if (m_services.nextWallpaper)
+            m_services.nextWallpaper();
+        break;
     case MenuCommand::toggleLaunchAtLogin:
         if (m_services.setLaunchAtLogin)
             m_services.setLaunchAtLogin(!(m_services.launchAtLoginEnabled && m_services.launchAtLoginEnabled()));
@@ -280,8 +283,14 @@ ActionResult TamsinvaleApp::performAction(const QString& action, const QString& 
         return {false, QStringLiteral("no window size named \"%1\"; there are: %2").arg(argument, names.join(", "))};
     }
     if (action == QLatin1String("next-wallpaper")) {
-        perform(MenuCommand::nextWallpaper);
-        return m_services.nextWallpaper ? ActionResult{} : notBuilt("wallpaper rotation");
+        if (!m_services.nextWallpaper)
+            return notBuilt("wallpaper rotation");
+        if (!m_services.nextWallpaper())
+            return {false,
+                    QStringLiteral("no other wallpaper to change to: the rotation set needs two or more pictures that "
+                                   "are still on disk"),
+                    true};
+        return {};
     }
     if (action == QLatin1String("settings")) {
         if (!argument.isEmpty()) {

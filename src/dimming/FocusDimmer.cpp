@@ -21,6 +21,8 @@ FocusDimmer::FocusDimmer(const Platform& platform, SettingsStore& settings, Medi
       m_focused(platform),
       m_images(settings, *platform.bookmarks)
 {
+    // A picture decoded off the main thread shows as soon as it is ready.
+    m_images.onPictureReady = [this] { applyAppearance(); };
     m_lastEventAt = m_platform.scheduler->now();
     Workspace* ws = m_platform.workspace;
     connect(ws, &Workspace::applicationActivated, this, [this] { onApplicationActivated(); });
@@ -127,14 +129,18 @@ double FocusDimmer::menuBarHeight(const ScreenInfo& screen) const
 
 std::optional<QImage> FocusDimmer::overlayImage(const ScreenInfo& screen) { return m_images.overlayImage(screen); }
 
-OverlayAppearance FocusDimmer::appearanceFor(const ScreenInfo& screen, double overlayHeight)
+OverlayAppearance FocusDimmer::appearanceFor(const ScreenInfo& screen, double overlayHeight,
+                                             const OverlayAppearance* previous)
 {
     OverlayAppearance a;
     a.fill = Qt::black;
     a.topInset = std::max(0.0, screen.frame.height() - overlayHeight);
     // Without a picture (black background, or nothing loads) the overlay is plain black with no darkening.
-    if (auto picture = overlayImage(screen)) {
-        a.picture = std::move(*picture);
+    OverlayPicture picture = m_images.overlayPicture(screen);
+    if (!picture.image && picture.pending && previous && previous->picture)
+        picture.image = previous->picture;
+    if (picture.image) {
+        a.picture = std::move(*picture.image);
         a.darkening = m_settings.settings().focusDimWallpaperDarkening;
     }
     return a;
@@ -170,7 +176,10 @@ void FocusDimmer::show()
         return;
     }
     cancelTask(m_fullscreenRecoveryWork);
+    // Rebuilt overlays keep their pictures while a new one decodes.
+    const std::map<DisplayId, OverlayAppearance> previous = m_appliedAppearance;
     hide();
+    m_images.beginRound();
     m_windowsByScreen.clear();
     m_lastOrderedWindowByScreen.clear();
     m_currentDisplayIDs.clear();
@@ -180,12 +189,15 @@ void FocusDimmer::show()
         if (!panel)
             continue;
         panel->setHasShadow(false);
-        OverlayAppearance look = appearanceFor(screen, frame.height());
+        const auto before = previous.find(screen.displayId);
+        OverlayAppearance look =
+            appearanceFor(screen, frame.height(), before == previous.end() ? nullptr : &before->second);
         panel->setAppearance(look);
         m_appliedAppearance[screen.displayId] = std::move(look);
         m_windowsByScreen[screen.displayId] = std::move(panel);
         m_currentDisplayIDs.insert(screen.displayId);
     }
+    m_images.endRound();
     startSafetyTimer();
     // Ordered below their targets first and only then brought up where nothing placed them, so that on X11 an
     // overlay never flashes above the window it belongs under.
@@ -224,6 +236,7 @@ void FocusDimmer::hide()
 
 void FocusDimmer::applyAppearance()
 {
+    m_images.beginRound();
     for (const ScreenInfo& screen : usableScreens()) {
         OverlayPanel* panel = overlay(screen.displayId);
         if (!panel)
@@ -237,13 +250,15 @@ void FocusDimmer::applyAppearance()
         }
         // Repainting a whole-screen picture is the costliest thing an overlay does (on X11 an upload of the
         // rendered pixmap), and refresh() runs on every activation: only a changed look is applied.
-        OverlayAppearance look = appearanceFor(screen, expected.height());
         const auto last = m_appliedAppearance.find(screen.displayId);
+        OverlayAppearance look = appearanceFor(screen, expected.height(),
+                                               last == m_appliedAppearance.end() ? nullptr : &last->second);
         if (last == m_appliedAppearance.end() || !(last->second == look)) {
             panel->setAppearance(look);
             m_appliedAppearance[screen.displayId] = std::move(look);
         }
     }
+    m_images.endRound();
 }
 
 void FocusDimmer::updateOrdering(const QString& sourceTag)

@@ -106,7 +106,9 @@ private:
     bool isSelf(const RunningApp& app) const;
     bool isExcluded(const RunningApp& app) const;
     QList<ScreenInfo> usableScreens() const;
-    OverlayAppearance appearanceFor(const ScreenInfo& screen, double overlayHeight);
+    // While the screen's new picture is still being decoded, `previous` (what the overlay shows now) stays.
+    OverlayAppearance appearanceFor(const ScreenInfo& screen, double overlayHeight,
+                                    const OverlayAppearance* previous = nullptr);
     // Full screen found in a fresh read: the front app's test on one snapshot, then any window's on a second.
     bool fullScreenInFront();
     // With a full-screen window in `snapshot`: hides the overlays, starts the polling that brings them back, logs

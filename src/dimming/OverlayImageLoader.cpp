@@ -1,10 +1,14 @@
-// Resolves the overlay picture chain and decodes pictures downsampled to the screen, with a bounded cache.
+// Resolves the overlay picture chain and decodes pictures downsampled to the screen, with a bounded cache;
+// decodes run one at a time on the picture queue, and only for pictures still asked for.
 #include "OverlayImageLoader.h"
 
 #include <QFileInfo>
-#include <QImageReader>
+#include <algorithm>
 #include <cmath>
 
+#include "PictureDecoder.h"
+#include "platform/Logging.h"
+#include "platform/SerialQueue.h"
 #include "settings/SettingsStore.h"
 
 namespace tamsinvale {
@@ -15,11 +19,13 @@ OverlayImageLoader::OverlayImageLoader(SettingsStore& settings, const Bookmarks&
 {
 }
 
-std::optional<QImage> OverlayImageLoader::overlayImage(const ScreenInfo& screen)
+OverlayImageLoader::~OverlayImageLoader() { *m_alive = false; }
+
+OverlayPicture OverlayImageLoader::overlayPicture(const ScreenInfo& screen)
 {
     const Settings& s = m_settings.settings();
     if (s.focusDimBlackBackground)
-        return std::nullopt;
+        return {};
     const QSize target(int(std::ceil(screen.frame.width() * screen.backingScale)),
                        int(std::ceil(screen.frame.height() * screen.backingScale)));
     QList<QByteArray> candidates;
@@ -28,25 +34,25 @@ std::optional<QImage> OverlayImageLoader::overlayImage(const ScreenInfo& screen)
         candidates.append(*it);
     if (s.focusDimBackgroundImageBookmark && !s.focusDimBackgroundImageBookmark->isEmpty())
         candidates.append(*s.focusDimBackgroundImageBookmark);
+    QStringList paths;
     for (const QByteArray& bookmark : candidates)
-        if (auto image = loadBookmark(bookmark, target))
-            return image;
+        if (const auto path = m_bookmarks.resolve(bookmark))
+            paths.append(*path);
     if (defaultWallpaperPath)
         if (const auto path = defaultWallpaperPath(); path && !path->isEmpty())
-            return load(*path, target);
-    return std::nullopt;
-}
-
-std::optional<QImage> OverlayImageLoader::loadBookmark(const QByteArray& bookmark, const QSize& targetPixels)
-{
-    const auto path = m_bookmarks.resolve(bookmark);
-    if (!path)
-        return std::nullopt;
-    const bool accessing = m_bookmarks.startAccessing(*path);
-    auto image = load(*path, targetPixels);
-    if (accessing)
-        m_bookmarks.stopAccessing(*path);
-    return image;
+            paths.append(*path);
+    for (const QString& path : std::as_const(paths)) {
+        std::optional<QImage> image;
+        const bool accessing = m_bookmarks.startAccessing(path);
+        const Lookup found = lookup(path, target, image);
+        if (accessing)
+            m_bookmarks.stopAccessing(path);
+        if (found == Lookup::ready)
+            return {std::move(image), false};
+        if (found == Lookup::pending)
+            return {std::nullopt, true};
+    }
+    return {};
 }
 
 std::optional<QImage> OverlayImageLoader::load(const QString& path, const QSize& targetPixels)
@@ -55,39 +61,114 @@ std::optional<QImage> OverlayImageLoader::load(const QString& path, const QSize&
     if (!info.isFile())
         return std::nullopt;
     const QDateTime modified = info.lastModified();
-    if (const auto cached = m_settings.decodedWallpaper(path); cached && m_entries.contains(path)) {
-        const CacheEntry& entry = m_entries[path];
-        const bool bigEnough = entry.fullResolution
-            || (cached->width() >= targetPixels.width() && cached->height() >= targetPixels.height());
-        if (entry.modified == modified && bigEnough) {
-            touch(path);
-            return *cached;
-        }
-    }
-
-    QImageReader reader(path);
-    reader.setAutoTransform(true);
-    const QSize source = reader.size();
-    bool fullResolution = true;
-    if (source.isValid() && targetPixels.isValid() && !targetPixels.isEmpty()) {
-        // Aspect fill: the smaller side reaches the target, the other overflows and is cropped when drawn.
-        const double scale = std::max(double(targetPixels.width()) / source.width(),
-                                      double(targetPixels.height()) / source.height());
-        if (scale < 1.0) {
-            reader.setScaledSize(QSize(std::max(1, int(std::ceil(source.width() * scale))),
-                                       std::max(1, int(std::ceil(source.height() * scale)))));
-            fullResolution = false;
-        }
-    }
-    QImage image = reader.read();
-    if (image.isNull())
+    if (auto image = cached(path, modified, targetPixels))
+        return image;
+    const Request request{path, targetPixels, modified};
+    DecodedPicture decoded = PictureDecoder::decode(path, targetPixels);
+    if (!decoded.ok()) {
+        recordFailure(request, decoded.error);
         return std::nullopt;
-    ++m_decodes;
-    m_settings.storeDecodedWallpaper(path, image);
-    m_entries.insert(path, CacheEntry{modified, fullResolution, image.sizeInBytes()});
+    }
+    store(request, decoded.image, decoded.fullResolution);
+    return decoded.image;
+}
+
+OverlayImageLoader::Lookup OverlayImageLoader::lookup(const QString& path, const QSize& targetPixels,
+                                                      std::optional<QImage>& image)
+{
+    const QFileInfo info(path);
+    if (!info.isFile())
+        return Lookup::failed;
+    const QDateTime modified = info.lastModified();
+    if ((image = cached(path, modified, targetPixels)))
+        return Lookup::ready;
+    // A file that would not decode is not tried on every activation, only once it has changed.
+    if (knownToFail(path, modified))
+        return Lookup::failed;
+    if (!m_queue) {
+        image = load(path, targetPixels);
+        return image ? Lookup::ready : Lookup::failed;
+    }
+    const auto covers = [&](const Request& r) {
+        return r.path == path && r.modified == modified && r.target.width() >= targetPixels.width()
+            && r.target.height() >= targetPixels.height();
+    };
+    if (!(m_inFlight && covers(*m_inFlight))) {
+        const auto same = std::find_if(m_wanted.begin(), m_wanted.end(), [&](const Request& r) { return r.path == path; });
+        if (same == m_wanted.end())
+            m_wanted.append(Request{path, targetPixels, modified});
+        else
+            *same = Request{path, targetPixels.expandedTo(same->target), modified};
+        if (!m_inRound)
+            startNextDecode();
+    }
+    return Lookup::pending;
+}
+
+std::optional<QImage> OverlayImageLoader::cached(const QString& path, const QDateTime& modified,
+                                                 const QSize& targetPixels)
+{
+    const auto image = m_settings.decodedWallpaper(path);
+    const auto entry = m_entries.constFind(path);
+    if (!image || entry == m_entries.cend() || entry->modified != modified)
+        return std::nullopt;
+    const bool bigEnough = entry->fullResolution
+        || (image->width() >= targetPixels.width() && image->height() >= targetPixels.height());
+    if (!bigEnough)
+        return std::nullopt;
     touch(path);
-    evictBeyondBounds();
     return image;
+}
+
+bool OverlayImageLoader::knownToFail(const QString& path, const QDateTime& modified) const
+{
+    const auto it = m_failed.constFind(path);
+    return it != m_failed.cend() && *it == modified;
+}
+
+void OverlayImageLoader::startNextDecode()
+{
+    if (m_inFlight || m_wanted.isEmpty() || !m_queue)
+        return;
+    const Request request = m_wanted.takeFirst();
+    m_inFlight = request;
+    const bool accessing = m_bookmarks.startAccessing(request.path);
+    auto result = std::make_shared<DecodedPicture>();
+    std::weak_ptr<bool> alive = m_alive;
+    m_queue->run([result, path = request.path, target = request.target] { *result = PictureDecoder::decode(path, target); },
+                 [this, alive, result, request, accessing] {
+                     if (alive.expired())
+                         return;
+                     if (accessing)
+                         m_bookmarks.stopAccessing(request.path);
+                     m_inFlight.reset();
+                     if (result->ok())
+                         store(request, result->image, result->fullResolution);
+                     else
+                         recordFailure(request, result->error);
+                     // The overlays ask again (a new round), and whatever they still want decodes next.
+                     if (onPictureReady)
+                         onPictureReady();
+                     startNextDecode();
+                 });
+}
+
+void OverlayImageLoader::store(const Request& request, const QImage& image, bool fullResolution)
+{
+    ++m_decodes;
+    m_failed.remove(request.path);
+    m_settings.storeDecodedWallpaper(request.path, image);
+    m_entries.insert(request.path, CacheEntry{request.modified, fullResolution, image.sizeInBytes()});
+    touch(request.path);
+    evictBeyondBounds();
+}
+
+void OverlayImageLoader::recordFailure(const Request& request, const QString& error)
+{
+    if (!knownToFail(request.path, request.modified))
+        qCWarning(lcWallpapers).noquote() << "cannot show picture" << request.path << "-" << error
+                                          << "(showing the next picture in line, or plain black)";
+    m_failed.insert(request.path, request.modified);
 }
 
 void OverlayImageLoader::touch(const QString& path)

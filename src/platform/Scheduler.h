@@ -31,6 +31,12 @@ public:
     virtual TaskHandle postAfter(double seconds, std::function<void()> work) = 0;
     // Runs every `interval` seconds until cancelled.
     virtual TaskHandle repeat(double interval, std::function<void()> work) = 0;
+    // The same, for work that may run up to `tolerance` seconds late, so that the system can group wake-ups.
+    virtual TaskHandle repeatWithTolerance(double interval, double tolerance, std::function<void()> work)
+    {
+        (void)tolerance;
+        return repeat(interval, std::move(work));
+    }
 };
 
 // Cancels a task held in an optional slot and empties the slot.

@@ -157,7 +157,7 @@ TEST(TamsinvaleApp, menuFollowsSettingsAndServices)
     AppServices s;
     bool rotating = false;
     s.wallpaperRotationConfigured = [&] { return rotating; };
-    s.nextWallpaper = [] {};
+    s.nextWallpaper = [] { return true; };
     s.checkForUpdates = [] {};
     TamsinvaleApp withRotation(f.desktop.platform(), f.settings, s);
     EXPECT_FALSE(titles(withRotation.menu()).contains("Next Wallpaper"));

@@ -43,6 +43,14 @@ TaskHandle FakeScheduler::postAfter(double seconds, std::function<void()> work)
 
 TaskHandle FakeScheduler::repeat(double interval, std::function<void()> work)
 {
+    m_repeatTolerances.emplace(interval, 0.0);
+    return schedule(m_now + interval, interval, std::move(work));
+}
+
+TaskHandle FakeScheduler::repeatWithTolerance(double interval, double tolerance, std::function<void()> work)
+{
+    // Virtual time runs it on the dot: the latest a real timer may be is not something to wait for in a test.
+    m_repeatTolerances.emplace(interval, tolerance);
     return schedule(m_now + interval, interval, std::move(work));
 }
 

@@ -11,11 +11,12 @@ namespace {
 
 class QtTask : public ScheduledTask {
 public:
-    QtTask(QObject* context, double seconds, bool repeating, std::function<void()> work)
+    QtTask(QObject* context, double seconds, bool repeating, std::function<void()> work,
+           Qt::TimerType type = Qt::PreciseTimer)
         : m_timer(new QTimer(context)), m_repeating(repeating), m_work(std::move(work))
     {
         m_timer->setSingleShot(!repeating);
-        m_timer->setTimerType(Qt::PreciseTimer);
+        m_timer->setTimerType(type);
         m_timer->setInterval(static_cast<int>(std::lround(std::max(0.0, seconds) * 1000.0)));
         QObject::connect(m_timer, &QTimer::timeout, m_timer, [this] { fire(); });
         m_timer->start();
@@ -55,9 +56,10 @@ private:
     std::function<void()> m_work;
 };
 
-TaskHandle makeTask(QObject* context, double seconds, bool repeating, std::function<void()> work)
+TaskHandle makeTask(QObject* context, double seconds, bool repeating, std::function<void()> work,
+                    Qt::TimerType type = Qt::PreciseTimer)
 {
-    auto task = std::make_shared<QtTask>(context, seconds, repeating, std::move(work));
+    auto task = std::make_shared<QtTask>(context, seconds, repeating, std::move(work), type);
     task->self = task;
     // A timer that goes with its owner (the scheduler, at quit) can no longer fire: the task stops keeping
     // itself alive, or every task still pending at quit would leak.
@@ -86,6 +88,18 @@ TaskHandle QtScheduler::postAfter(double seconds, std::function<void()> work)
 TaskHandle QtScheduler::repeat(double interval, std::function<void()> work)
 {
     return makeTask(this, interval, true, std::move(work));
+}
+
+TaskHandle QtScheduler::repeatWithTolerance(double interval, double tolerance, std::function<void()> work)
+{
+    // Qt's coarse timers may fire up to 5 % of the interval off; a whole-second timer within a second. Take the
+    // loosest that stays within the tolerance.
+    Qt::TimerType type = Qt::PreciseTimer;
+    if (tolerance >= interval * 0.05)
+        type = Qt::CoarseTimer;
+    else if (tolerance >= 1.0)
+        type = Qt::VeryCoarseTimer;
+    return makeTask(this, interval, true, std::move(work), type);
 }
 
 }  // namespace tamsinvale

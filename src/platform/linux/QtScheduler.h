@@ -18,6 +18,7 @@ public:
     TaskHandle post(std::function<void()> work) override;
     TaskHandle postAfter(double seconds, std::function<void()> work) override;
     TaskHandle repeat(double interval, std::function<void()> work) override;
+    TaskHandle repeatWithTolerance(double interval, double tolerance, std::function<void()> work) override;
 
 private:
     QElapsedTimer m_clock;

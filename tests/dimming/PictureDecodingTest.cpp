@@ -1,0 +1,216 @@
+// Wallpaper decoding: HEIC through libheif at the screen's size, broken files, and decoding off the main thread
+// with the overlays keeping their picture until the new one is ready (virtual time, a simulated picture queue).
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include "../TestSupport.h"
+#include "DimmingTestSupport.h"
+#include "dimming/OverlayImageLoader.h"
+#include "dimming/PictureDecoder.h"
+#include "platform/fake/FakeSerialQueue.h"
+
+using namespace tamsinvale;
+using namespace tamsinvale::test;
+
+namespace {
+
+QString writePng(const QTemporaryDir& dir, const QString& name, QSize size, QColor colour)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    // A second colour in the right half, to see that the picture is not mirrored or cropped wrongly.
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = size.width() / 2; x < size.width(); ++x)
+            image.setPixel(x, y, qRgb(240, 240, 240));
+    const QString path = dir.filePath(name);
+    image.save(path, "PNG");
+    return path;
+}
+
+// A HEIC file made by libheif's own encoder from a PNG; empty when heif-enc is not installed.
+QString writeHeic(const QTemporaryDir& dir, const QString& name, QSize size, QColor colour)
+{
+    const QString encoder = QStandardPaths::findExecutable(QStringLiteral("heif-enc"));
+    if (encoder.isEmpty())
+        return {};
+    const QString png = writePng(dir, name + QStringLiteral(".png"), size, colour);
+    const QString heic = dir.filePath(name);
+    QProcess process;
+    process.start(encoder, {QStringLiteral("-q"), QStringLiteral("90"), QStringLiteral("-o"), heic, png});
+    if (!process.waitForFinished(60000) || process.exitCode() != 0)
+        return {};
+    return heic;
+}
+
+bool near(QRgb a, QColor b, int tolerance = 24)
+{
+    return std::abs(qRed(a) - b.red()) <= tolerance && std::abs(qGreen(a) - b.green()) <= tolerance
+        && std::abs(qBlue(a) - b.blue()) <= tolerance;
+}
+
+QRgb leftQuarter(const OverlayPanel* panel)
+{
+    const auto& picture = static_cast<const FakeOverlayPanel*>(panel)->appearance().picture;
+    return picture ? picture->pixel(picture->width() / 4, picture->height() / 2) : QRgb(0);
+}
+
+}  // namespace
+
+TEST(PictureDecoder, heicDecodesThroughLibheifDownsampledToCoverTheScreen)
+{
+    QTemporaryDir dir;
+    const QString heic = writeHeic(dir, "dunes.heic", QSize(1200, 800), QColor(200, 120, 40));
+    ASSERT_FALSE(heic.isEmpty()) << "heif-enc (libheif-examples) is needed to make the test picture";
+    EXPECT_TRUE(PictureDecoder::isHeif(heic));
+    EXPECT_FALSE(PictureDecoder::isHeif(dir.filePath("dunes.heic.png")));
+
+    // 400 × 200 target: the width rules (1200 → 400), the height follows the picture's aspect.
+    const DecodedPicture small = PictureDecoder::decode(heic, QSize(400, 200));
+    ASSERT_TRUE(small.ok()) << small.error.toStdString();
+    EXPECT_EQ(small.image.size(), QSize(400, 267));
+    EXPECT_FALSE(small.fullResolution);
+    EXPECT_EQ(small.image.format(), QImage::Format_RGB32) << "ready to draw without another conversion";
+    EXPECT_TRUE(near(small.image.pixel(100, 133), QColor(200, 120, 40))) << std::hex << small.image.pixel(100, 133);
+    EXPECT_TRUE(near(small.image.pixel(300, 133), QColor(240, 240, 240)));
+
+    // A screen larger than the picture: the picture as it is, never enlarged.
+    const DecodedPicture full = PictureDecoder::decode(heic, QSize(2560, 1440));
+    ASSERT_TRUE(full.ok());
+    EXPECT_EQ(full.image.size(), QSize(1200, 800));
+    EXPECT_TRUE(full.fullResolution);
+
+    // Other formats take the same rule.
+    const DecodedPicture png = PictureDecoder::decode(dir.filePath("dunes.heic.png"), QSize(300, 300));
+    ASSERT_TRUE(png.ok());
+    EXPECT_EQ(png.image.size(), QSize(450, 300));
+    EXPECT_EQ(PictureDecoder::coveringSize(QSize(6016, 6016), QSize(1920, 1080)), QSize(1920, 1920));
+}
+
+TEST(PictureDecoder, aBrokenHeicIsLoggedAndLeavesThePlainBackground)
+{
+    QTemporaryDir dir;
+    const QString heic = writeHeic(dir, "good.heic", QSize(256, 256), Qt::darkBlue);
+    ASSERT_FALSE(heic.isEmpty());
+    QFile good(heic);
+    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
+    const QByteArray bytes = good.readAll();
+    // The container's header intact, the rest cut off; and the header followed by noise.
+    const QString truncated = dir.filePath("truncated.heic");
+    const QString noisy = dir.filePath("noisy.heic");
+    for (const auto& [path, content] : {std::pair{truncated, bytes.left(bytes.size() / 3)},
+                                        std::pair{noisy, bytes.left(32) + QByteArray(4096, '\x5a')}}) {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(content);
+    }
+    for (const QString& path : {truncated, noisy}) {
+        const DecodedPicture broken = PictureDecoder::decode(path, QSize(100, 100));
+        EXPECT_FALSE(broken.ok()) << path.toStdString();
+        EXPECT_FALSE(broken.error.isEmpty());
+    }
+
+    // On the overlays: a clear line in the log once, then black without darkening; the decode is not retried on
+    // every activation, only when the file changes.
+    DimmingDesktop d;
+    FakeSerialQueue queue(d.desktop.scheduler, 0.2);
+    d.desktop.bookmarks.addFile(truncated);
+    d.settings.set(&Settings::focusDimBackgroundImageBookmark,
+                   std::optional<QByteArray>(d.desktop.bookmarks.create(truncated)));
+    d.window(10, DimmingDesktop::onLeft());
+    d.activate(10);
+    LogCapture log("tamsinvale.wallpapers");
+    d.dimmer = std::make_unique<FocusDimmer>(d.desktop.platform(), d.settings, d.media);
+    d.dimmer->imageLoader().setDecodeQueue(&queue);
+    d.dimmer->refresh();
+    d.desktop.scheduler.advance(1);
+    const auto* panel = static_cast<const FakeOverlayPanel*>(d.overlay(DimmingDesktop::left));
+    EXPECT_FALSE(panel->appearance().picture);
+    EXPECT_EQ(panel->appearance().darkening, 0);
+    EXPECT_EQ(log.lines().filter(QStringLiteral("cannot show picture")).size(), 1) << log.dump().toStdString();
+    EXPECT_TRUE(log.has(truncated));
+    const int jobs = queue.jobsRun();
+    for (int i = 0; i < 5; ++i)
+        d.dimmer->applyAppearance();
+    d.desktop.scheduler.advance(1);
+    EXPECT_EQ(queue.jobsRun(), jobs);
+    EXPECT_EQ(log.lines().filter(QStringLiteral("cannot show picture")).size(), 1);
+}
+
+TEST(OverlayPictures, decodingRunsOffTheMainThreadAndTheOverlayKeepsItsPictureMeanwhile)
+{
+    QTemporaryDir dir;
+    DimmingDesktop d;
+    FakeSerialQueue queue(d.desktop.scheduler, 0.5);
+    QStringList paths;
+    const QList<QColor> colours{Qt::red, Qt::blue, Qt::darkGreen, Qt::magenta, Qt::darkYellow};
+    for (int i = 0; i < colours.size(); ++i) {
+        paths << writePng(dir, QStringLiteral("p%1.png").arg(i), QSize(800, 600), colours[i]);
+        d.desktop.bookmarks.addFile(paths.last());
+    }
+    auto setPicture = [&](int i) {
+        d.settings.set(&Settings::focusDimBackgroundImageBookmark,
+                       std::optional<QByteArray>(d.desktop.bookmarks.create(paths[i])));
+        d.dimmer->applyAppearance();
+    };
+    d.settings.set(&Settings::focusDimWallpaperDarkening, 0.25);
+    d.window(10, DimmingDesktop::onLeft());
+    d.activate(10);
+    d.dimmer = std::make_unique<FocusDimmer>(d.desktop.platform(), d.settings, d.media);
+    d.dimmer->imageLoader().setDecodeQueue(&queue);
+    d.dimmer->refresh();
+    const OverlayPanel* left = d.overlay(DimmingDesktop::left);
+    ASSERT_TRUE(left);
+
+    // First picture: black (no darkening) until it is decoded, then the picture.
+    setPicture(0);
+    EXPECT_EQ(leftQuarter(left), QRgb(0));
+    EXPECT_EQ(static_cast<const FakeOverlayPanel*>(left)->appearance().darkening, 0);
+    EXPECT_TRUE(d.dimmer->imageLoader().decoding());
+    d.desktop.scheduler.advance(0.5);
+    EXPECT_TRUE(near(leftQuarter(left), Qt::red));
+    EXPECT_EQ(static_cast<const FakeOverlayPanel*>(left)->appearance().darkening, 0.25);
+
+    // A change keeps the old picture on screen until the new one is ready.
+    setPicture(1);
+    d.desktop.scheduler.advance(0.4);
+    EXPECT_TRUE(near(leftQuarter(left), Qt::red));
+    d.desktop.scheduler.advance(0.1);
+    EXPECT_TRUE(near(leftQuarter(left), Qt::blue));
+
+    // Changes faster than decoding: pictures skipped over are never decoded, the last one shows.
+    const int decodes = d.dimmer->imageLoader().decodeCount();
+    setPicture(2);
+    setPicture(3);
+    setPicture(4);
+    d.desktop.scheduler.advance(5);
+    EXPECT_TRUE(near(leftQuarter(left), Qt::darkYellow));
+    EXPECT_EQ(d.dimmer->imageLoader().decodeCount(), decodes + 2) << "the one under way and the last one";
+    EXPECT_FALSE(d.dimmer->imageLoader().decoding());
+
+    // Back to a picture still in the cache: at once, without a decode.
+    setPicture(1);
+    EXPECT_TRUE(near(leftQuarter(left), Qt::blue));
+
+    // The cache of decoded pictures stays bounded however many pictures come by.
+    for (int round = 0; round < 4; ++round)
+        for (int i = 0; i < colours.size(); ++i) {
+            setPicture(i);
+            d.desktop.scheduler.advance(1);
+        }
+    EXPECT_LE(d.settings.decodedWallpaperPaths().size(), OverlayImageLoader::defaultMaxPictures);
+
+    // A dimmer that goes away with a decode under way is not called back.
+    setPicture(0);
+    d.settings.update([&](Settings& s) {
+        s.focusDimBackgroundImageBookmark = d.desktop.bookmarks.create(writePng(dir, "late.png", QSize(64, 64), Qt::cyan));
+    });
+    d.desktop.bookmarks.addFile(dir.filePath("late.png"));
+    d.dimmer->applyAppearance();
+    EXPECT_TRUE(d.dimmer->imageLoader().decoding());
+    d.dimmer.reset();
+    d.desktop.scheduler.advance(2);
+}
