@@ -303,16 +303,16 @@ void Soak::openWindow()
     if (m_windows.size() >= 10)
         return closeWindow();
     const int client = std::uniform_int_distribution<int>(0, int(m_clients.size()) - 1)(m_random);
-    WindowSpec spec;
-    spec.title = QStringLiteral("soak-%1").arg(++m_serial);
-    spec.windowClass = QStringLiteral("Soak%1").arg(client);
-    spec.x = std::uniform_int_distribution<int>(0, 1500)(m_random);
-    spec.y = std::uniform_int_distribution<int>(0, 700)(m_random);
-    spec.width = std::uniform_int_distribution<int>(200, 900)(m_random);
-    spec.height = std::uniform_int_distribution<int>(150, 600)(m_random);
-    const auto id = m_clients[std::size_t(client)]->openWindow(spec);
+    WindowSpec window;
+    window.title = QStringLiteral("soak-%1").arg(++m_serial);
+    window.windowClass = QStringLiteral("Soak%1").arg(client);
+    window.x = std::uniform_int_distribution<int>(0, 1500)(m_random);
+    window.y = std::uniform_int_distribution<int>(0, 700)(m_random);
+    window.width = std::uniform_int_distribution<int>(200, 900)(m_random);
+    window.height = std::uniform_int_distribution<int>(150, 600)(m_random);
+    const auto id = m_clients[std::size_t(client)]->openWindow(window);
     note(QStringLiteral("open window %1 of client %2 at %3,%4 %5x%6 → 0x%7")
-             .arg(spec.title).arg(client).arg(spec.x).arg(spec.y).arg(spec.width).arg(spec.height)
+             .arg(window.title).arg(client).arg(window.x).arg(window.y).arg(window.width).arg(window.height)
              .arg(id.value_or(0), 0, 16));
     if (id)
         m_windows.push_back({client, int(m_clients[std::size_t(client)]->windows().size()) - 1, *id, true, false});
@@ -504,12 +504,12 @@ void Soak::event(int n)
 int Soak::run()
 {
     for (int i = 0; i < 3; ++i) {
-        WindowSpec spec;
-        spec.title = QStringLiteral("soak-client-%1").arg(i);
-        spec.windowClass = QStringLiteral("Soak%1").arg(i);
-        spec.x = 100 + 500 * i;
-        spec.y = 120 + 60 * i;
-        auto client = m_s.client({spec});
+        WindowSpec window;
+        window.title = QStringLiteral("soak-client-%1").arg(i);
+        window.windowClass = QStringLiteral("Soak%1").arg(i);
+        window.x = 100 + 500 * i;
+        window.y = 120 + 60 * i;
+        auto client = m_s.client({window});
         if (!client) {
             fail(QStringLiteral("test client %1 did not start").arg(i));
             return 1;
