@@ -13,6 +13,7 @@
 #include "platform/fake/FakeScheduler.h"
 #include "platform/fake/FakeSerialQueue.h"
 #include "platform/linux/LibarchiveUnpacker.h"
+#include "wallpapers/WallpaperDownloadPanel.h"
 #include "wallpapers/WallpaperDownloadView.h"
 #include "wallpapers/WallpaperDownloader.h"
 #include "wallpapers/WallpaperList.h"
@@ -208,4 +209,30 @@ TEST(WallpaperDownloadPanel, titlesAndCaptionsFollowTheDownload)
     f.scheduler.advance(1);
     EXPECT_EQ(view.title(), QStringLiteral("Couldn't download wallpaper"));
     EXPECT_EQ(view.caption(), QStringLiteral("Tamsinvale will try again next time it starts."));
+}
+
+TEST(WallpaperDownloadPanel, showsOneDownloadAndClosesOnceItsPictureIsInstalled)
+{
+    DownloaderFixture f;
+    f.session.respond(archiveURL, {200, f.archive, std::nullopt, 1.0, {0.5}});
+    WallpaperDownloadPanel panel(*f.downloader);
+    f.downloader->download(f.wallpaper());
+    panel.show("Big Sur");
+    ASSERT_TRUE(panel.panel());
+    EXPECT_TRUE(panel.panel()->isVisible());
+    EXPECT_EQ(panel.view()->wallpaperID(), QStringLiteral("Big Sur"));
+    f.scheduler.advance(0.6);
+    EXPECT_DOUBLE_EQ(panel.view()->fraction(), 0.5);
+    f.scheduler.advance(1);
+    EXPECT_FALSE(panel.panel()->isVisible());
+
+    // A failed download stays on screen with its failure caption until closed.
+    f.session.respond(archiveURL, {404, {}, std::nullopt, 1.0, {}});
+    f.downloader->download(f.wallpaper());
+    panel.show("Big Sur");
+    f.scheduler.advance(2);
+    EXPECT_TRUE(panel.panel()->isVisible());
+    EXPECT_EQ(panel.view()->title(), QStringLiteral("Couldn't download wallpaper"));
+    panel.close();
+    EXPECT_FALSE(panel.panel()->isVisible());
 }
