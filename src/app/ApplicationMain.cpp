@@ -23,6 +23,9 @@
 #include "platform/linux/MprisMediaAdapter.h"
 #include "platform/linux/MprisPlayerWatcher.h"
 #include "platform/linux/QtSerialQueue.h"
+#include "platform/linux/LibarchiveUnpacker.h"
+#include "platform/linux/QtDownloadSession.h"
+#include "wallpapers/WallpaperServices.h"
 #include "platform/linux/XdgAutostartEntry.h"
 #include "platform/linux/PathBookmarks.h"
 #include "platform/linux/PlistDefaultsDomain.h"
@@ -286,6 +289,20 @@ int runApplication(int argc, char** argv, bool verbose)
     const std::optional<QString> defaultPicture =
         DesktopDefaultPicture::find(DesktopDefaultPicture::dataDirectoriesFromEnvironment());
     dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
+
+    // Wallpaper downloads a previous run left unfinished are retried once start-up is over.
+    const QStringList dataDirectories = DesktopDefaultPicture::dataDirectoriesFromEnvironment();
+    QtDownloadSession wallpaperSession;
+    QtSerialQueue wallpaperInstalls(QStringLiteral("org.tamsinvale.Tamsinvale.WallpaperInstalls"));
+    LibarchiveUnpacker wallpaperUnpacker;
+    WallpaperServices wallpapers(
+        platform, settings,
+        WallpaperLocations::forLinux(dataDirectories, WallpaperLocations::dataHomeFromEnvironment(),
+                                     DesktopDefaultPicture::candidates(dataDirectories)),
+        [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); },
+        {&wallpaperSession, &wallpaperInstalls, &wallpaperUnpacker, QDir::tempPath()},
+        [&dimmer] { dimmer.applyAppearance(); });
+    scheduler.postAfter(5.0, [&wallpapers] { wallpapers.resumeUnfinished(); });
 
     TrayIcon tray(app, settings);
     QObject::connect(&app, &TamsinvaleApp::quitRequested, &qtApp, &QCoreApplication::quit);
