@@ -81,11 +81,13 @@ def main():
         os.makedirs(env["TMPDIR"])
 
         _, baseline_kb, _ = run_measured([binary, "wallpapers", "list"], env)
-        # The debug line that starts the install ends the transfer: its time is the download's.
-        env.update(QT_LOGGING_RULES="tamsinvale.wallpapers.debug=true",
+        # From the line that starts the download to the one that starts the install: the transfer.
+        env.update(QT_LOGGING_RULES="tamsinvale.wallpapers=true",
                    QT_MESSAGE_PATTERN="%{time process} %{category}: %{message}")
         seconds, peak_kb, log = run_measured([binary, "wallpapers", "download", "Big"], env, show_log)
-        transfer = [float(l.split()[0]) for l in log.splitlines() if "installing wallpaper" in l]
+        at = {kind: float(l.split()[0]) for l in log.splitlines()
+              for kind in ("downloading wallpaper", "installing wallpaper") if kind in l}
+        transfer = [at["installing wallpaper"] - at["downloading wallpaper"]]
         installed = os.path.join(data_home, "Tamsinvale/Wallpapers/Big.heic")
         if not os.path.isfile(installed):
             sys.exit("the picture was not installed")

@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <unistd.h>
 
 #include "platform/Bookmarks.h"
@@ -377,6 +378,11 @@ int runWallpapersMain(int argc, char** argv, const QStringList& arguments)
     QTextStream err(stderr);
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Tamsinvale"));
+    // The command reports outcomes in its own words; the library's log lines would only cut into the progress
+    // bar (QT_LOGGING_RULES still brings them back).
+    QLoggingCategory::setFilterRules(QStringLiteral("tamsinvale.wallpapers.info=false\n"
+                                                    "tamsinvale.wallpapers.warning=false\n"
+                                                    "tamsinvale.wallpapers.critical=false"));
     PlistDefaultsDomain defaults(PlistDefaultsDomain::standardPath());
     SettingsStore store(defaults);
     PathBookmarks bookmarks;
