@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <unistd.h>
 
 #include "platform/Bookmarks.h"
@@ -214,6 +215,12 @@ int use(WallpapersCommandContext& context, const QStringList& args, QTextStream&
     if (target.isEmpty())
         return usageError(err, QStringLiteral("use takes a wallpaper ID or a picture file"));
     const QString where = screen ? QStringLiteral("screen ") + *screen : QStringLiteral("every screen");
+    // A picture chosen now replaces one chosen earlier for the same screens that is still waiting for its download.
+    auto dropEarlierChoice = [&] {
+        if (context.downloader)
+            if (const auto pending = context.downloader->pendingSelection(); pending && pending->screenUUID == screen)
+                context.downloader->setPendingSelection(std::nullopt);
+    };
 
     const QFileInfo file(target);
     if (file.isFile() || target.contains(QLatin1Char('/'))) {
@@ -225,6 +232,7 @@ int use(WallpapersCommandContext& context, const QStringList& args, QTextStream&
             err << "tamsinvale wallpapers: " << target << " is not a picture (heic, jpg, jpeg, png, tif or tiff)\n";
             return 1;
         }
+        dropEarlierChoice();
         WallpaperSelection::apply(context.store, context.bookmarks, file.absoluteFilePath(), screen);
         out << "background of " << where << ": " << file.absoluteFilePath() << "\n";
         return 0;
@@ -233,6 +241,7 @@ int use(WallpapersCommandContext& context, const QStringList& args, QTextStream&
     if (!wallpaper)
         return 1;
     if (wallpaper->isLocal()) {
+        dropEarlierChoice();
         WallpaperSelection::apply(context.store, context.bookmarks, wallpaper->localPath(), screen);
         out << "background of " << where << ": " << wallpaper->localPath() << "\n";
         return 0;
@@ -369,6 +378,11 @@ int runWallpapersMain(int argc, char** argv, const QStringList& arguments)
     QTextStream err(stderr);
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Tamsinvale"));
+    // The command reports outcomes in its own words; the library's log lines would only cut into the progress
+    // bar (QT_LOGGING_RULES still brings them back).
+    QLoggingCategory::setFilterRules(QStringLiteral("tamsinvale.wallpapers.info=false\n"
+                                                    "tamsinvale.wallpapers.warning=false\n"
+                                                    "tamsinvale.wallpapers.critical=false"));
     PlistDefaultsDomain defaults(PlistDefaultsDomain::standardPath());
     SettingsStore store(defaults);
     PathBookmarks bookmarks;

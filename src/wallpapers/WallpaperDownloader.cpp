@@ -118,8 +118,13 @@ void WallpaperDownloader::download(const SystemWallpaper& wallpaper, Completion 
         const WallpaperInstallPlaces places = m_places;
         m_installQueue.run(
             [outcome, archive, wallpaper, places] {
+                qCDebug(lcWallpapers, "installing wallpaper '%s' from %s", qUtf8Printable(wallpaper.id),
+                        qUtf8Printable(archive));
                 *outcome = install(archive, wallpaper, places);
                 QFile::remove(archive);
+                if (outcome->file)
+                    qCInfo(lcWallpapers, "installed wallpaper '%s' at %s", qUtf8Printable(wallpaper.id),
+                           qUtf8Printable(*outcome->file));
                 if (outcome->error)
                     qCCritical(lcWallpapers, "installing wallpaper '%s' failed: %s", qUtf8Printable(wallpaper.id),
                               qUtf8Printable(WallpaperLibrary::describe(*outcome->error)));
@@ -178,6 +183,7 @@ InstallResult WallpaperDownloader::install(const QString& archive, const SystemW
             return failedWith(InstallError::checksumMismatch,
                               QStringLiteral("SHA-1 %1, expected %2").arg(digest.value_or("unreadable"),
                                                                           *wallpaper.remote->sha1));
+        qCDebug(lcWallpapers, "wallpaper '%s': SHA-1 verified", qUtf8Printable(wallpaper.id));
     }
     const QString temporary = QDir(places.temporaryFolder.isEmpty() ? QDir::tempPath() : places.temporaryFolder)
                                   .filePath(QStringLiteral("wallpaper-") + QUuid::createUuid().toString(QUuid::WithoutBraces));

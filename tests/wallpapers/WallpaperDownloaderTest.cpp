@@ -17,6 +17,9 @@
 #include "wallpapers/WallpaperDownloadView.h"
 #include "wallpapers/WallpaperDownloader.h"
 #include "wallpapers/WallpaperList.h"
+#include "wallpapers/WallpaperServices.h"
+#include "platform/fake/FakeDesktop.h"
+#include "settings/SettingsStore.h"
 
 using namespace tamsinvale;
 using namespace tamsinvale::test;
@@ -235,4 +238,36 @@ TEST(WallpaperDownloadPanel, showsOneDownloadAndClosesOnceItsPictureIsInstalled)
     EXPECT_EQ(panel.view()->title(), QStringLiteral("Couldn't download wallpaper"));
     panel.close();
     EXPECT_FALSE(panel.panel()->isVisible());
+}
+
+TEST(WallpaperServices, atStartTheChosenPictureIsDownloadedAgainShownInThePanelAndMadeTheBackground)
+{
+    DownloaderFixture f;
+    FakeDesktop desktop;
+    SettingsStore settings(desktop.defaults);
+    const QString dataHome = f.tmp.filePath("home/.local/share");
+    const WallpaperLocations locations = WallpaperLocations::forLinux({f.tmp.filePath("none")}, dataHome, {});
+    QVariantMap asset{{"DesktopPictureID", "Big Sur"}, {"__BaseURL", "https://cdn.example/assets/"},
+                      {"__RelativePath", "big-sur.zip"}, {"_DownloadSize", qint64(f.archive.size())}};
+    writeFile(locations.catalogueFile, PlistCodec::toXml({{"Assets", QVariantList{asset}}}));
+    f.session.respond(archiveURL, {200, f.archive, std::nullopt, 1.0, {}});
+    // What the previous run left: the picture chosen for every screen, its download unfinished.
+    desktop.defaults.setValue(WallpaperDownloader::pendingSelectionKey, QVariantMap{{"id", "Big Sur"}});
+    desktop.defaults.setValue(WallpaperDownloader::unfinishedKey, QVariantList{"Big Sur"});
+
+    int appearanceApplied = 0;
+    WallpaperServices services(desktop.platform(), settings, locations, plistReader(),
+                               {&f.session, &f.installs, &f.unpacker, f.work}, [&] { ++appearanceApplied; });
+    services.resumeUnfinished();
+    ASSERT_TRUE(services.panel().panel());
+    EXPECT_TRUE(services.panel().panel()->isVisible());
+    EXPECT_EQ(services.panel().view()->caption(), QStringLiteral("Big Sur, from Apple"));
+    f.scheduler.advance(2);
+    const QString installed = dataHome + "/Tamsinvale/Wallpapers/Big Sur.heic";
+    EXPECT_EQ(readFile(installed), f.picture);
+    EXPECT_EQ(settings.settings().focusDimBackgroundImageBookmark, desktop.bookmarks.create(installed));
+    EXPECT_EQ(appearanceApplied, 1);
+    EXPECT_FALSE(services.panel().panel()->isVisible());
+    EXPECT_TRUE(services.list().find("Big Sur")->isLocal());
+    EXPECT_FALSE(desktop.defaults.value(WallpaperDownloader::pendingSelectionKey));
 }

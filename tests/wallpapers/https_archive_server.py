@@ -2,12 +2,15 @@
 """A local HTTPS server for the wallpaper tests and benchmark.
 
 Serves the files of one folder with a self-signed certificate it is given; "/redirect-to-http/NAME"
-answers 302 to the same file over plain http, "/redirect-to-https/NAME" 302 to the https address.
+answers 302 to the same file over plain http, "/redirect-to-https/NAME" 302 to the https address,
+"/stall/NAME" sends the headers and the first half of the file, then nothing more for a minute.
 Prints the port it listens on as its first line of standard output, then serves until killed.
 """
 import http.server
+import os
 import ssl
 import sys
+import time
 
 
 def main():
@@ -29,6 +32,16 @@ def main():
                     self.send_header("Content-Length", "0")
                     self.end_headers()
                     return
+            if self.path.startswith("/stall/"):
+                path = os.path.join(folder, self.path[len("/stall/"):])
+                self.send_response(200)
+                self.send_header("Content-Length", str(os.path.getsize(path)))
+                self.end_headers()
+                with open(path, "rb") as f:
+                    self.wfile.write(f.read(os.path.getsize(path) // 2))
+                self.wfile.flush()
+                time.sleep(60)
+                return
             super().do_GET()
 
         def copyfile(self, source, outputfile):

@@ -142,7 +142,13 @@ def run(binary, work):
     check(per_screen.get("SCREEN-UUID-1") == os.path.join(installed, "Catalina.heic").encode(),
           f"per-screen background: {per_screen}")
     check("tamsinvale.wallpaper.downloads.pendingSelection" not in defaults(), "the pending selection is consumed")
+    # A choice whose download fails waits for the next start, until another picture is chosen.
+    out = tamsinvale("use", "Mojave")
+    check(out.returncode == 1 and "try again next time it starts" in out.stderr, f"use Mojave: {out.stderr}")
+    check(defaults().get("tamsinvale.wallpaper.downloads.pendingSelection") == {"id": "Mojave"},
+          f"pending: {defaults().get('tamsinvale.wallpaper.downloads.pendingSelection')}")
     out = tamsinvale("use", png)
+    check("tamsinvale.wallpaper.downloads.pendingSelection" not in defaults(), "a new choice replaces the waiting one")
     check(out.returncode == 0 and defaults().get("tamsinvale.settings.focus.image.bookmark") == png.encode(),
           f"use a picture file: {out.stderr}")
     out = tamsinvale("use", archive)

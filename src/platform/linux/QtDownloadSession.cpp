@@ -11,6 +11,7 @@
 #include <QSslConfiguration>
 #include <QSslSocket>
 #include <QTemporaryFile>
+#include <algorithm>
 #include <atomic>
 #include <memory>
 
@@ -69,11 +70,12 @@ public:
         }
         m_reply = manager.get(request);
         m_reply->setReadBufferSize(readBlock);
-        connect(m_reply, &QNetworkReply::readyRead, this, [this] { drain(); });
-        connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64 total) {
-            if (total > 0)
-                report(double(received) / double(total));
+        // Progress counts the bytes on disk against the announced length: the reply's own progress signal is
+        // rate-limited and can stay silent for the last bytes before a stall.
+        connect(m_reply, &QNetworkReply::metaDataChanged, this, [this] {
+            m_expected = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
         });
+        connect(m_reply, &QNetworkReply::readyRead, this, [this] { drain(); });
         connect(m_reply, &QNetworkReply::finished, this, [this] { finished(); });
     }
 
@@ -99,7 +101,10 @@ private:
                 break;
             if (m_file->write(block) != block.size())
                 m_writeFailed = true;
+            m_written += block.size();
         }
+        if (m_expected > 0 && !m_writeFailed)
+            report(std::min(1.0, double(m_written) / double(m_expected)));
         if (m_writeFailed)
             m_reply->abort();
     }
@@ -162,6 +167,8 @@ private:
     std::shared_ptr<TransferCallbacks> m_callbacks;
     std::unique_ptr<QTemporaryFile> m_file;
     QNetworkReply* m_reply = nullptr;
+    qint64 m_expected = 0;  // the announced length, 0 when unknown
+    qint64 m_written = 0;
     bool m_writeFailed = false;
 };
 
