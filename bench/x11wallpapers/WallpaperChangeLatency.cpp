@@ -255,7 +255,9 @@ int main(int argc, char** argv)
             }
             bool seen = false;
             Clock::time_point at;
-            const auto deadline = written + 10s;
+            // Generous: on a loaded machine a decode takes several seconds, and a change that has not shown yet
+            // would make the next one (back to the colour still on screen) look instant.
+            const auto deadline = written + 60s;
             while (Clock::now() < deadline) {
                 if (shows(screenPixel(s, probe), toWarm)) {
                     at = Clock::now();

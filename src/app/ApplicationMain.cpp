@@ -23,6 +23,9 @@
 #include "platform/linux/MprisMediaAdapter.h"
 #include "platform/linux/MprisPlayerWatcher.h"
 #include "platform/linux/QtSerialQueue.h"
+#include "platform/linux/LibarchiveUnpacker.h"
+#include "platform/linux/QtDownloadSession.h"
+#include "wallpapers/WallpaperServices.h"
 #include "platform/linux/XdgAutostartEntry.h"
 #include "platform/linux/PathBookmarks.h"
 #include "platform/linux/PlistDefaultsDomain.h"
@@ -62,6 +65,9 @@ namespace tamsinvale {
 namespace {
 
 constexpr std::uint32_t escapeKeyCode = 53;  // in the stored (macOS) key numbering
+
+const char* takenHotkeyText =
+    "This hotkey is registered, but the window manager takes the key before it reaches Tamsinvale: ";
 
 const char* failedHotkeysText =
     "These hotkeys could not be registered, most likely because another app already uses the same combination: ";
@@ -284,6 +290,20 @@ int runApplication(int argc, char** argv, bool verbose)
         DesktopDefaultPicture::find(DesktopDefaultPicture::dataDirectoriesFromEnvironment());
     dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
 
+    // Wallpaper downloads a previous run left unfinished are retried once start-up is over.
+    const QStringList dataDirectories = DesktopDefaultPicture::dataDirectoriesFromEnvironment();
+    QtDownloadSession wallpaperSession;
+    QtSerialQueue wallpaperInstalls(QStringLiteral("org.tamsinvale.Tamsinvale.WallpaperInstalls"));
+    LibarchiveUnpacker wallpaperUnpacker;
+    WallpaperServices wallpapers(
+        platform, settings,
+        WallpaperLocations::forLinux(dataDirectories, WallpaperLocations::dataHomeFromEnvironment(),
+                                     DesktopDefaultPicture::candidates(dataDirectories)),
+        [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); },
+        {&wallpaperSession, &wallpaperInstalls, &wallpaperUnpacker, QDir::tempPath()},
+        [&dimmer] { dimmer.applyAppearance(); });
+    scheduler.postAfter(5.0, [&wallpapers] { wallpapers.resumeUnfinished(); });
+
     TrayIcon tray(app, settings);
     QObject::connect(&app, &TamsinvaleApp::quitRequested, &qtApp, &QCoreApplication::quit);
     auto reportFailures = [&app, &tray] {
@@ -296,6 +316,12 @@ int runApplication(int argc, char** argv, bool verbose)
         tray.showMessage(QStringLiteral("Tamsinvale"), text);
     };
     QObject::connect(&app.hotKeyManager(), &HotKeyManager::failedRegistrationsChanged, &app, reportFailures);
+    QObject::connect(&app.hotKeyManager(), &HotKeyManager::hotkeyTaken, &app, [&tray](const QString& name) {
+        const QString text = QLatin1String(takenHotkeyText) + name
+            + QStringLiteral(". Record a different combination, or free it in the window manager's key bindings.");
+        qCWarning(lcHotkeys).noquote() << text;
+        tray.showMessage(QStringLiteral("Tamsinvale"), text);
+    });
 
     app.start();
     qCInfo(lcApp, "started: %zu hotkeys registered %lld ms after process start",

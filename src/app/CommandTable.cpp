@@ -11,6 +11,7 @@
 #include "ShellCompletion.h"
 #include "ShortcutsCommand.h"
 #include "TamsinvaleApp.h"
+#include "WallpapersCommand.h"
 #include "platform/linux/PlistDefaultsDomain.h"
 #include "settings/SettingsStore.h"
 
@@ -82,6 +83,13 @@ QList<Command> buildCommands()
          QStringLiteral("list the applications not used for H hours"),
          {{QStringLiteral("--hours"), {}}, {QStringLiteral("--json"), {QStringLiteral("--hours")}}},
          runInactiveMain},
+        {QStringLiteral("wallpapers"), QStringLiteral("COMMAND [ARGS]"),
+         QStringLiteral("list, download and choose the pictures behind dimmed windows"),
+         {{QStringLiteral("list"), json},
+          {QStringLiteral("download"), {}},
+          {QStringLiteral("use"), {fileArgument}},
+          {QStringLiteral("rotation"), {QStringLiteral("add"), QStringLiteral("remove"), QStringLiteral("every")}}},
+         runWallpapersMain},
         {QStringLiteral("completion"), QStringLiteral("bash|zsh"),
          QStringLiteral("print the shell completion script for bash or zsh"),
          {{QStringLiteral("bash"), {}}, {QStringLiteral("zsh"), {}}}, runCompletionMain},

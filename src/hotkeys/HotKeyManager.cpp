@@ -33,6 +33,13 @@ void HotKeyManager::installHandlerIfNeeded()
     connect(&m_backend, &Hotkeys::pressed, this, [this](std::uint32_t identifier) {
         m_scheduler.post([this, identifier] { handleHotKey(identifier); });
     });
+    connect(&m_backend, &Hotkeys::notDelivered, this, [this](std::uint32_t identifier) {
+        const QString name = m_namesByIdentifier.value(identifier);
+        if (name.isEmpty() || m_takenRegistrations.contains(name))
+            return;
+        m_takenRegistrations.append(name);
+        emit hotkeyTaken(name);
+    });
     m_handlerInstalled = true;
 }
 
@@ -72,6 +79,7 @@ bool HotKeyManager::registerHotKey(const QString& name, const std::optional<HotK
     const int status = m_backend.registerHotKey(combination->keyCode, combination->modifiers, identifier, &ref);
     if (status == HotkeyStatus::noErr && ref) {
         m_registeredRefs.push_back(std::move(ref));
+        m_namesByIdentifier.insert(identifier, name);
         return true;
     }
     qCCritical(lcHotkeys, "register '%s' failed: %d (keyCode=%u modifiers=%u)", qUtf8Printable(name), status,

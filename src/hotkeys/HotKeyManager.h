@@ -57,12 +57,16 @@ public:
 
     // Names of the hotkeys that could not be registered in the last pass.
     QStringList failedRegistrations() const { return m_failedRegistrations; }
+    // Names of the registered hotkeys seen pressed without their press reaching us.
+    QStringList takenRegistrations() const { return m_takenRegistrations; }
     // Identifier → preset of the registered preset hotkeys.
     QMap<std::uint32_t, QUuid> resizePresetIDsByHotKeyID() const { return m_resizePresetIDsByHotKeyID; }
     std::size_t registeredCount() const { return m_registeredRefs.size(); }
 
 signals:
     void failedRegistrationsChanged();
+    // A registered hotkey whose presses never arrive (the window manager takes them); once per hotkey.
+    void hotkeyTaken(const QString& name);
 
 private:
     bool registerHotKey(const QString& name, const std::optional<HotKeyConfig>& configured,
@@ -79,6 +83,8 @@ private:
     int m_suspensions = 0;
     const SettingsStore* m_lastSettings = nullptr;
     QStringList m_failedRegistrations;
+    QStringList m_takenRegistrations;
+    QMap<std::uint32_t, QString> m_namesByIdentifier;
 };
 
 }  // namespace tamsinvale

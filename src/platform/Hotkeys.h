@@ -47,6 +47,10 @@ public:
 signals:
     // A registered hotkey was pressed; emitted on the main queue, once per press.
     void pressed(std::uint32_t identifier);
+    // A registered hotkey's combination was pressed on the keyboard but its press never reached us: another
+    // program (typically the window manager) takes it first although the registration succeeded. Emitted once per
+    // identifier.
+    void notDelivered(std::uint32_t identifier);
 };
 
 }  // namespace tamsinvale

@@ -193,3 +193,24 @@ TEST(HotKeyManager, windowSwitcherTargetsThePreviousApplication)
     f.manager.handleHotKey(2);
     EXPECT_EQ(f.calls, QStringList{"windows 12 "});
 }
+
+TEST(HotKeyManager, aHotkeyWhosePressesNeverArriveIsReportedOnceByNameAndNotAsAFailedRegistration)
+{
+    Fixture f;
+    QSignalSpy taken(&f.manager, &HotKeyManager::hotkeyTaken);
+    f.manager.applyHotKeys(f.settings);
+    // The backend saw the app switcher's combination pressed without its press reaching us, twice.
+    emit f.desktop.hotkeys.notDelivered(1);
+    emit f.desktop.hotkeys.notDelivered(1);
+    ASSERT_EQ(taken.count(), 1);
+    EXPECT_EQ(taken.at(0).at(0).toString(), f.manager.takenRegistrations().value(0));
+    EXPECT_FALSE(f.manager.takenRegistrations().value(0).isEmpty());
+    EXPECT_TRUE(f.manager.failedRegistrations().isEmpty());
+    // An identifier that is not registered names nothing.
+    emit f.desktop.hotkeys.notDelivered(77);
+    EXPECT_EQ(taken.count(), 1);
+    // A registration taken after re-applying (the settings changed) is still reported only once.
+    f.manager.applyHotKeys(f.settings);
+    emit f.desktop.hotkeys.notDelivered(1);
+    EXPECT_EQ(taken.count(), 1);
+}

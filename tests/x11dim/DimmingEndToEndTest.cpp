@@ -14,6 +14,7 @@
 #include "XTestSession.h"
 #include "XTools.h"
 
+#include <xcb/shape.h>
 #include <xcb/xcb.h>
 
 using namespace tamsinvale::x11test;
@@ -141,7 +142,24 @@ public:
         const xcb_window_t frame = m_s.x().topLevelAncestor(client);
         const QList<xcb_window_t> order = children();
         const auto at = order.indexOf(*overlay);
-        return at >= 0 && at + 1 < order.size() && order[at + 1] == frame;
+        if (at >= 0 && at + 1 < order.size() && order[at + 1] == frame)
+            return true;
+        // Where the manager defeats that stacking (Metacity, i3), the overlay stands above with the frame cut out.
+        return at > order.indexOf(frame) && order.indexOf(frame) >= 0 && cutOutAround(*overlay, geometry(frame));
+    }
+    bool cutOutAround(xcb_window_t overlay, const QRect& frame) const
+    {
+        xcb_connection_t* c = m_s.x().xcb();
+        auto* r = xcb_shape_get_rectangles_reply(c, xcb_shape_get_rectangles(c, overlay, XCB_SHAPE_SK_BOUNDING), nullptr);
+        if (!r)
+            return false;
+        const QPoint origin = geometry(overlay).topLeft();
+        const xcb_rectangle_t* rects = xcb_shape_get_rectangles_rectangles(r);
+        bool over = false;
+        for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(r); ++i)
+            over = over || QRect(rects[i].x, rects[i].y, rects[i].width, rects[i].height).translated(origin).intersects(frame);
+        std::free(r);
+        return !over;
     }
     // Above every managed window's frame: the monitor is covered whatever it holds.
     bool coversAll(const QRect& monitor) const

@@ -62,6 +62,8 @@ signals:
     void screenLayoutChanged();
     // A pointer button went down anywhere on the desktop (the press still goes where it went).
     void buttonPressed(std::uint32_t button);
+    // A key went down, whoever gets the press (a grab of another client included).
+    void keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time);
     // A watched selection has a new owner (none: nobody holds it now).
     void selectionOwnerChanged(xcb_atom_t selection, xcb_window_t owner);
 

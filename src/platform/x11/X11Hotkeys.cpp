@@ -55,6 +55,49 @@ X11Hotkeys::X11Hotkeys(xcb_connection_t* connection, xcb_window_t root, QObject*
 X11Hotkeys::X11Hotkeys(X11Connection& connection, QObject* parent)
     : X11Hotkeys(connection.xcb(), connection.root(), parent)
 {
+    // A grab that succeeded can still go hungry: a manager grabbing a modifier alone (Super for its menu) takes the
+    // keyboard at that key, and our combination's press then goes to it. The raw key events show what was typed.
+    m_deliveryCheck.setSingleShot(true);
+    m_deliveryCheck.setInterval(deliveryTimeoutMs);
+    connect(&m_deliveryCheck, &QTimer::timeout, this, &X11Hotkeys::checkDelivery);
+    connect(&connection, &X11Connection::keyPressedAnywhere, this, &X11Hotkeys::keyPressedAnywhere);
+}
+
+void X11Hotkeys::keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time)
+{
+    if (holdsKeyboard() || m_lastPressTime.value(keycode, XCB_CURRENT_TIME) == time)
+        return;  // ours already, or its press has reached us before its raw event
+    const bool ours = std::any_of(m_entries.begin(), m_entries.end(), [keycode](const auto& entry) {
+        return !entry->variants.empty()
+            && std::find(entry->keycodes.begin(), entry->keycodes.end(), keycode) != entry->keycodes.end();
+    });
+    if (!ours)
+        return;
+    // Raw events carry no modifiers; the server's state now is the state of the press a moment ago.
+    auto* pointer = xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+    if (!pointer)
+        return;
+    const std::uint16_t state = pointer->mask;
+    std::free(pointer);
+    const Entry* entry = entryFor(keycode, state);
+    if (!entry || m_reportedUndelivered.contains(entry->identifier))
+        return;
+    m_awaitingDelivery.insert(keycode, entry->identifier);
+    if (!m_deliveryCheck.isActive())
+        m_deliveryCheck.start();
+}
+
+void X11Hotkeys::checkDelivery()
+{
+    for (auto it = m_awaitingDelivery.cbegin(); it != m_awaitingDelivery.cend(); ++it) {
+        if (m_reportedUndelivered.contains(it.value()))
+            continue;
+        m_reportedUndelivered.insert(it.value());
+        qCWarning(lcHotkeys, "hotkey %u: its combination was pressed but the press never reached our grab; another "
+                             "program (the window manager) takes the key first", it.value());
+        emit notDelivered(it.value());
+    }
+    m_awaitingDelivery.clear();
 }
 
 X11Hotkeys::~X11Hotkeys()
@@ -244,6 +287,9 @@ bool X11Hotkeys::handleEvent(const xcb_generic_event_t* event)
     switch (type) {
     case XCB_KEY_PRESS: {
         const auto* e = reinterpret_cast<const xcb_key_press_event_t*>(event);
+        // Any press of the key that reaches us (our grab, our capture, our focused window) is a delivery.
+        m_lastPressTime.insert(e->detail, e->time);
+        m_awaitingDelivery.remove(e->detail);
         if (e->event != m_root)
             return false;
         const Entry* entry = nullptr;

@@ -85,6 +85,9 @@ private:
     void letGoOfKeyboard();
     // After we gave up the grab the key's release goes elsewhere; the server's key state tells when it came.
     void pollHeldKeys();
+    // The keyboard saw a key go down: when it makes one of our combinations, its grab's press must follow.
+    void keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time);
+    void checkDelivery();
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root;
@@ -103,6 +106,16 @@ private:
     bool m_handOverPending = false;
     QTimer m_handOverTimer;
     QTimer m_heldPoll;
+    // Combinations pressed whose grab's press has not come yet (keycode → identifier), and the last press of each
+    // keycode that did reach us.
+    QHash<xcb_keycode_t, std::uint32_t> m_awaitingDelivery;
+    QHash<xcb_keycode_t, xcb_timestamp_t> m_lastPressTime;
+    QSet<std::uint32_t> m_reportedUndelivered;
+    QTimer m_deliveryCheck;
+
+public:
+    // How long a combination's press may take to reach our grab after the keyboard reported it.
+    static constexpr int deliveryTimeoutMs = 500;
 };
 
 }  // namespace tamsinvale

@@ -138,8 +138,23 @@ void X11KeyboardCapture::end()
     m_capturing = false;
     m_onKey = nullptr;
     m_early.clear();
+    // The panel that had the keyboard goes next, and the pointer may rest on it: its window leaving would send the
+    // window below an ordinary EnterNotify, and a manager whose focus follows the mouse would move the focus there.
+    // Holding the pointer until the panel is gone turns that crossing into one of an ungrab, which such managers
+    // ignore, so the focus stays where it was before the panel opened.
+    xcb_discard_reply(m_connection, xcb_grab_pointer(m_connection, 0, m_root, 0, XCB_GRAB_MODE_ASYNC,
+                                                     XCB_GRAB_MODE_ASYNC, XCB_WINDOW_NONE, XCB_CURSOR_NONE,
+                                                     XCB_CURRENT_TIME)
+                                        .sequence);
     xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            xcb_ungrab_pointer(m_connection, XCB_CURRENT_TIME);
+            xcb_flush(m_connection);
+        },
+        Qt::QueuedConnection);
     if (m_hotkeys)
         m_hotkeys->keyboardGivenBack();
 }

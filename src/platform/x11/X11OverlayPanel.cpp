@@ -7,6 +7,8 @@
 #include "platform/Logging.h"
 
 #include <QPainter>
+#include <QRegion>
+#include <chrono>
 #include <QtEndian>
 #include <algorithm>
 #include <cmath>
@@ -33,8 +35,9 @@ X11OverlayPanel::X11OverlayPanel(std::shared_ptr<X11PanelContext> context, const
     }
     m_rootRect = rootRect(frame);
     m_window = xcb_generate_id(m_connection);
-    std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT;
-    std::vector<std::uint32_t> values{argb ? 0u : 0xff000000u, 0u, 1u};
+    // Its own ConfigureNotify tells when somebody else restacks it.
+    std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK;
+    std::vector<std::uint32_t> values{argb ? 0u : 0xff000000u, 0u, 1u, XCB_EVENT_MASK_STRUCTURE_NOTIFY};
     if (argb) {
         mask |= XCB_CW_COLORMAP;
         values.push_back(m_colormap);
@@ -57,10 +60,13 @@ X11OverlayPanel::X11OverlayPanel(std::shared_ptr<X11PanelContext> context, const
         xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_window, m_context->wmPid, XCB_ATOM_CARDINAL, 32, 1,
                             &pid);
     xcb_flush(m_connection);
+    m_guard = std::make_unique<QObject>();
+    m_context->panels.push_back(this);
 }
 
 X11OverlayPanel::~X11OverlayPanel()
 {
+    std::erase(m_context->panels, this);
     if (m_mapped && m_context->hooks.hidden)
         m_context->hooks.hidden(m_window);
     if (offline())
@@ -234,7 +240,7 @@ void X11OverlayPanel::updateShape()
         xcb_shape_rectangles(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
                              m_window, 0, 0, std::uint32_t(rectangles.size()), rectangles.data());
         m_shaped = true;
-    } else if (m_shaped) {
+    } else if (m_shaped && m_holes.empty()) {
         xcb_shape_mask(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, m_window, 0, 0, XCB_NONE);
         m_shaped = false;
     }
@@ -344,21 +350,200 @@ void X11OverlayPanel::orderBelow(WindowNumber window)
         m_context->hooks.frameOf ? m_context->hooks.frameOf(window) : topLevelOf(m_connection, window);
     if (frame == XCB_WINDOW_NONE || frame == m_window)
         return;
-    restack(frame, XCB_STACK_MODE_BELOW);
+    m_belowWindow = window;
+    m_belowFrame = frame;
+    if (m_context->placement.mode() == OverlayPlacement::Mode::cutOut) {
+        placeCutOut();
+        return;
+    }
+    setHoles({});
+    if (restack(frame, XCB_STACK_MODE_BELOW) && m_context->eventsDelivered)
+        checkFocusedWindowRaised(window, frame);
 }
 
-std::optional<xcb_window_t> X11OverlayPanel::topmostNormalFrame() const
+void X11OverlayPanel::placeAgain()
+{
+    if (m_mapped && m_belowWindow != XCB_WINDOW_NONE && !offline())
+        orderBelow(m_belowWindow);
+}
+
+void X11OverlayPanel::windowChanged(xcb_window_t window)
+{
+    if (!m_mapped || m_belowFrame == XCB_WINDOW_NONE || offline())
+        return;
+    if (m_context->placement.mode() == OverlayPlacement::Mode::stacked) {
+        if (window == m_window)
+            verifyStacking();
+        return;
+    }
+    // Cut out: the hole follows the window and what stands above it; a burst of changes is one re-cut. Our own
+    // panels' changes are ours (re-cutting on them would answer each re-cut with another).
+    if (m_recutPending || isOurPanel(window))
+        return;
+    m_recutPending = true;
+    QMetaObject::invokeMethod(
+        m_guard.get(),
+        [this] {
+            m_recutPending = false;
+            if (m_mapped && m_belowFrame != XCB_WINDOW_NONE && !offline())
+                placeCutOut();
+        },
+        Qt::QueuedConnection);
+}
+
+std::vector<xcb_window_t> X11OverlayPanel::rootChildren() const
+{
+    std::vector<xcb_window_t> children;
+    if (auto* tree = xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, m_context->root), nullptr)) {
+        const xcb_window_t* w = xcb_query_tree_children(tree);
+        children.assign(w, w + xcb_query_tree_children_length(tree));
+        std::free(tree);
+    }
+    return children;  // bottom to top
+}
+
+bool X11OverlayPanel::isOurPanel(xcb_window_t window) const
+{
+    return std::any_of(m_context->panels.begin(), m_context->panels.end(),
+                       [window](const X11OverlayPanel* p) { return p->m_window == window; });
+}
+
+void X11OverlayPanel::verifyStacking()
+{
+    // A manager that takes override-redirect windows back to the top does it after our restack succeeded; what
+    // shows it is our own ConfigureNotify with the panel now above the frame it was put below.
+    const std::vector<xcb_window_t> children = rootChildren();
+    const auto panel = std::find(children.begin(), children.end(), m_window);
+    const auto frame = std::find(children.begin(), children.end(), m_belowFrame);
+    if (panel == children.end() || frame == children.end() || panel < frame)
+        return;
+    auto* attributes =
+        xcb_get_window_attributes_reply(m_connection, xcb_get_window_attributes(m_connection, m_belowFrame), nullptr);
+    const bool viewable = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    std::free(attributes);
+    if (!viewable)
+        return;
+    qCInfo(lcDimming, "overlay placement: overlay 0x%x was put below frame 0x%x and the window manager moved it above",
+           m_window, m_belowFrame);
+    if (m_context->placement.restackOverridden())
+        m_context->placementChanged();
+}
+
+void X11OverlayPanel::checkFocusedWindowRaised(xcb_window_t window, xcb_window_t frame)
+{
+    auto* active = xcb_get_property_reply(
+        m_connection, xcb_get_property(m_connection, 0, m_context->root, m_context->activeWindow, XCB_ATOM_WINDOW, 0, 1),
+        nullptr);
+    const bool focused = active && active->format == 32 && xcb_get_property_value_length(active) >= 4
+        && *static_cast<const xcb_window_t*>(xcb_get_property_value(active)) == window;
+    std::free(active);
+    if (!focused)
+        return;
+    const std::vector<xcb_window_t> children = rootChildren();
+    const auto at = std::find(children.begin(), children.end(), frame);
+    if (at == children.end())
+        return;
+    const std::vector<xcb_window_t> normal = normalClientFrames();
+    std::vector<xcb_get_geometry_cookie_t> cookies;
+    for (auto it = at + 1; it != children.end(); ++it)
+        if (std::find(normal.begin(), normal.end(), *it) != normal.end())
+            cookies.push_back(xcb_get_geometry(m_connection, *it));
+    bool covered = false;
+    for (const auto cookie : cookies)
+        if (auto* g = xcb_get_geometry_reply(m_connection, cookie, nullptr)) {
+            covered = covered || QRect(g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width)
+                                     .intersects(m_rootRect);
+            std::free(g);
+        }
+    if (!covered) {
+        m_context->placement.focusedWindowRaised();
+        return;
+    }
+    const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    if (m_context->placement.focusedWindowNotRaised(now))
+        m_context->placementChanged();
+}
+
+void X11OverlayPanel::placeCutOut()
+{
+    const std::vector<xcb_window_t> children = rootChildren();
+    const auto at = std::find(children.begin(), children.end(), m_belowFrame);
+    if (at == children.end())
+        return;  // the window went; the next order brings a new one
+    if (m_context->watch)
+        m_context->watch(m_belowFrame);
+    // Bright: the frame and whatever stands above it but other normal windows (docks, panels, pop-ups, windows
+    // kept above). Normal windows above it are those a manager that does not raise left there: they are dimmed.
+    const std::vector<xcb_window_t> normal = normalClientFrames();
+    struct Pending {
+        xcb_get_window_attributes_cookie_t attributes;
+        xcb_get_geometry_cookie_t geometry;
+    };
+    std::vector<Pending> pending;
+    for (auto it = at; it != children.end(); ++it) {
+        if (it != at && (isOurPanel(*it) || std::find(normal.begin(), normal.end(), *it) != normal.end()))
+            continue;
+        pending.push_back({xcb_get_window_attributes(m_connection, *it), xcb_get_geometry(m_connection, *it)});
+    }
+    std::vector<QRect> holes;
+    for (const Pending& p : pending) {
+        auto* a = xcb_get_window_attributes_reply(m_connection, p.attributes, nullptr);
+        auto* g = xcb_get_geometry_reply(m_connection, p.geometry, nullptr);
+        if (a && g && a->map_state == XCB_MAP_STATE_VIEWABLE) {
+            const QRect r(g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width);
+            if (r.intersects(m_rootRect))
+                holes.push_back(r);
+        }
+        std::free(a);
+        std::free(g);
+    }
+    setHoles(std::move(holes));
+    // Above the windows, but under our own panels of a higher level (menu bar strips, cards).
+    xcb_window_t lowestHigher = XCB_WINDOW_NONE;
+    for (const xcb_window_t w : children)
+        if (w != m_window && lowestHigher == XCB_WINDOW_NONE)
+            for (const X11OverlayPanel* p : m_context->panels)
+                if (p->m_window == w && p->m_mapped && p->m_level > m_level)
+                    lowestHigher = w;
+    if (lowestHigher != XCB_WINDOW_NONE)
+        restack(lowestHigher, XCB_STACK_MODE_BELOW);
+    else
+        restack(XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE);
+}
+
+void X11OverlayPanel::setHoles(std::vector<QRect> holes)
+{
+    if (holes == m_holes)
+        return;
+    m_holes = std::move(holes);
+    if (m_holes.empty()) {
+        if (!m_shaped)
+            return;
+        xcb_shape_mask(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, m_window, 0, 0, XCB_NONE);
+        m_shaped = false;
+        xcb_flush(m_connection);
+        return;
+    }
+    QRegion region(QRect(QPoint(0, 0), m_rootRect.size()));
+    for (const QRect& hole : m_holes)
+        region -= hole.translated(-m_rootRect.topLeft());
+    std::vector<xcb_rectangle_t> rectangles;
+    for (const QRect& r : region)
+        rectangles.push_back({std::int16_t(r.x()), std::int16_t(r.y()), std::uint16_t(r.width()), std::uint16_t(r.height())});
+    xcb_shape_rectangles(m_connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED, m_window, 0,
+                         0, std::uint32_t(rectangles.size()), rectangles.data());
+    m_shaped = true;
+    xcb_flush(m_connection);
+}
+
+std::vector<xcb_window_t> X11OverlayPanel::normalClientFrames() const
 {
     auto* list = xcb_get_property_reply(
         m_connection,
         xcb_get_property(m_connection, 0, m_context->root, m_context->clientListStacking, XCB_ATOM_WINDOW, 0, 4096),
         nullptr);
-    if (!list || list->format != 32) {
-        std::free(list);
-        return std::nullopt;  // no EWMH manager: nothing tells normal windows from the rest
-    }
     std::vector<xcb_window_t> clients;
-    {
+    if (list && list->format == 32) {
         const auto* w = static_cast<const xcb_window_t*>(xcb_get_property_value(list));
         clients.assign(w, w + xcb_get_property_value_length(list) / 4);
     }
@@ -369,31 +554,51 @@ std::optional<xcb_window_t> X11OverlayPanel::topmostNormalFrame() const
     for (const xcb_window_t w : clients)
         cookies.push_back({xcb_get_property(m_connection, 0, w, m_context->wmState, XCB_ATOM_ATOM, 0, 64),
                            xcb_get_property(m_connection, 0, w, m_context->wmWindowType, XCB_ATOM_ATOM, 0, 64)});
-    xcb_window_t found = XCB_WINDOW_NONE;
+    std::vector<xcb_window_t> normal;
     for (std::size_t i = 0; i < clients.size(); ++i) {
         auto* state = xcb_get_property_reply(m_connection, cookies[i].first, nullptr);
         auto* type = xcb_get_property_reply(m_connection, cookies[i].second, nullptr);
-        if (found == XCB_WINDOW_NONE && state && type) {
-            bool normal = true;
+        if (state && type) {
+            bool isNormal = true;
             const auto* states = static_cast<const xcb_atom_t*>(xcb_get_property_value(state));
             for (int k = 0; state->format == 32 && k < xcb_get_property_value_length(state) / 4; ++k)
-                normal = normal && states[k] != m_context->wmStateAbove && states[k] != m_context->wmStateBelow;
+                isNormal = isNormal && states[k] != m_context->wmStateAbove && states[k] != m_context->wmStateBelow;
             const auto* types = static_cast<const xcb_atom_t*>(xcb_get_property_value(type));
             if (type->format == 32 && xcb_get_property_value_length(type) >= 4)
-                normal = normal && (types[0] == m_context->wmWindowTypeNormal || types[0] == m_context->wmWindowTypeDialog);
-            if (normal)
-                found = clients[i];
+                isNormal = isNormal
+                    && (types[0] == m_context->wmWindowTypeNormal || types[0] == m_context->wmWindowTypeDialog);
+            if (isNormal)
+                normal.push_back(clients[i]);
         }
         std::free(state);
         std::free(type);
     }
-    return found == XCB_WINDOW_NONE ? xcb_window_t(XCB_WINDOW_NONE) : topLevelOf(m_connection, found);
+    for (xcb_window_t& w : normal)
+        w = m_context->hooks.frameOf ? m_context->hooks.frameOf(w) : topLevelOf(m_connection, w);
+    std::erase(normal, xcb_window_t(XCB_WINDOW_NONE));
+    return normal;  // top first
+}
+
+std::optional<xcb_window_t> X11OverlayPanel::topmostNormalFrame() const
+{
+    auto* list = xcb_get_property_reply(
+        m_connection,
+        xcb_get_property(m_connection, 0, m_context->root, m_context->clientListStacking, XCB_ATOM_WINDOW, 0, 4096),
+        nullptr);
+    const bool managed = list && list->format == 32;
+    std::free(list);
+    if (!managed)
+        return std::nullopt;  // no EWMH manager: nothing tells normal windows from the rest
+    const std::vector<xcb_window_t> normal = normalClientFrames();
+    return normal.empty() ? xcb_window_t(XCB_WINDOW_NONE) : normal.front();
 }
 
 void X11OverlayPanel::orderFrontRegardless()
 {
     if (offline())
         return;
+    m_belowWindow = m_belowFrame = XCB_WINDOW_NONE;
+    setHoles({});
     if (m_level > WindowLevel::normal) {
         // Status-level strips and cards go above everything, docks and always-on-top windows included.
         restack(XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE);
@@ -414,8 +619,10 @@ void X11OverlayPanel::orderOut()
     if (!m_mapped)
         return;
     m_mapped = false;
+    m_belowWindow = m_belowFrame = XCB_WINDOW_NONE;
     if (!offline()) {
         xcb_unmap_window(m_connection, m_window);
+        setHoles({});
         xcb_flush(m_connection);
     }
     if (m_context->hooks.hidden)

@@ -4,6 +4,10 @@
 #include <QImage>
 #include <memory>
 #include <optional>
+#include <vector>
+
+#include <QObject>
+#include <QRect>
 
 #include "platform/OverlayPanels.h"
 
@@ -37,6 +41,13 @@ public:
     // The picture as drawn, at the panel's size (what the server shows unless a compositor applies alpha).
     QImage renderedImage() const;
 
+    // Placed again against the window it was last ordered below (the placement changed).
+    void placeAgain();
+    // One of our windows or a watched one was configured, mapped, unmapped or destroyed.
+    void windowChanged(xcb_window_t window);
+    // The parts of the panel cut out so that the windows there stay bright (root coordinates); empty when whole.
+    const std::vector<QRect>& cutOut() const { return m_holes; }
+
     // The window manager's frame around a client (its ancestor that is a child of the root); none when gone.
     static xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window);
 
@@ -54,6 +65,17 @@ private:
     // The frame of the topmost normal-level client; none when there is none, nothing without a client list.
     std::optional<xcb_window_t> topmostNormalFrame() const;
 
+    // Stacked placement: whether the manager left the panel where it was put; whether it raised the focused window.
+    void verifyStacking();
+    void checkFocusedWindowRaised(xcb_window_t window, xcb_window_t frame);
+    // Cut-out placement: above the windows, the frame and what stands above it cut out.
+    void placeCutOut();
+    void setHoles(std::vector<QRect> holes);
+    // The frames of the managed normal windows (not above, below, docks or other kinds).
+    std::vector<xcb_window_t> normalClientFrames() const;
+    std::vector<xcb_window_t> rootChildren() const;
+    bool isOurPanel(xcb_window_t window) const;
+
     std::shared_ptr<X11PanelContext> m_context;
     xcb_connection_t* m_connection;
     xcb_window_t m_window = XCB_WINDOW_NONE;
@@ -69,6 +91,11 @@ private:
     bool m_shadow = false;
     bool m_mapped = false;
     bool m_shaped = false;
+    xcb_window_t m_belowWindow = XCB_WINDOW_NONE;
+    xcb_window_t m_belowFrame = XCB_WINDOW_NONE;
+    std::vector<QRect> m_holes;
+    bool m_recutPending = false;
+    std::unique_ptr<QObject> m_guard;  // the receiver of queued re-cuts, gone with the panel
 };
 
 }  // namespace tamsinvale

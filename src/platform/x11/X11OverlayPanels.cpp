@@ -15,6 +15,18 @@ X11OverlayPanels::X11OverlayPanels(xcb_connection_t* connection, xcb_window_t ro
 X11OverlayPanels::X11OverlayPanels(X11Connection& connection, X11PanelHooks hooks)
     : X11OverlayPanels(connection.xcb(), connection.root(), std::move(hooks))
 {
+    // The panels see their own ConfigureNotify (a manager restacking them) and the windows they are cut against.
+    m_context->eventsDelivered = true;
+    m_context->watch = [&connection](xcb_window_t window) { connection.watchWindow(window); };
+    auto changed = [context = m_context](xcb_window_t window) {
+        if (!context->detached)
+            context->windowChanged(window);
+    };
+    m_windowWatch = {QObject::connect(&connection, &X11Connection::windowConfigured, changed),
+                     QObject::connect(&connection, &X11Connection::windowMapped,
+                                      [changed](xcb_window_t window, bool) { changed(window); }),
+                     QObject::connect(&connection, &X11Connection::windowDestroyed, changed)};
+    qCInfo(lcDimming, "overlay placement: %s", qUtf8Printable(m_context->placement.reason()));
     // Watching first, then asking: a compositor starting in between is announced rather than missed.
     if (!connection.watchSelectionOwner(m_context->compositorSelection))
         return;
@@ -34,6 +46,9 @@ X11OverlayPanels::X11OverlayPanels(X11Connection& connection, X11PanelHooks hook
 X11OverlayPanels::~X11OverlayPanels()
 {
     QObject::disconnect(m_selectionWatch);
+    for (const auto& c : m_windowWatch)
+        QObject::disconnect(c);
+    m_context->watch = {};
     m_context->detached = true;
     m_context->hooks = {};
 }

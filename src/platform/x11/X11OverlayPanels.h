@@ -3,6 +3,7 @@
 
 #include <QMetaObject>
 #include <memory>
+#include <vector>
 
 #include "X11PanelContext.h"
 #include "platform/OverlayPanels.h"
@@ -31,6 +32,7 @@ private:
 
     std::shared_ptr<X11PanelContext> m_context;
     QMetaObject::Connection m_selectionWatch;
+    std::vector<QMetaObject::Connection> m_windowWatch;
 };
 
 }  // namespace tamsinvale

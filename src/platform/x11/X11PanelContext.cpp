@@ -1,6 +1,9 @@
 // Finds the screen of our root, its visuals and the atoms the panels use; asks who composites.
 #include "X11PanelContext.h"
 
+#include "X11OverlayPanel.h"
+#include "platform/Logging.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -40,11 +43,11 @@ std::shared_ptr<X11PanelContext> X11PanelContext::create(xcb_connection_t* conne
     const char* names[] = {compositor.c_str(),     "_NET_WM_WINDOW_OPACITY", "_NET_CLIENT_LIST_STACKING",
                            "_NET_WM_STATE",        "_NET_WM_STATE_ABOVE",    "_NET_WM_STATE_BELOW",
                            "_NET_WM_WINDOW_TYPE",  "_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_DIALOG",
-                           "_NET_WM_PID"};
+                           "_NET_WM_PID",          "_NET_ACTIVE_WINDOW"};
     xcb_atom_t* targets[] = {&context->compositorSelection, &context->windowOpacity, &context->clientListStacking,
                              &context->wmState,             &context->wmStateAbove,  &context->wmStateBelow,
                              &context->wmWindowType,        &context->wmWindowTypeNormal,
-                             &context->wmWindowTypeDialog,  &context->wmPid};
+                             &context->wmWindowTypeDialog,  &context->wmPid,          &context->activeWindow};
     xcb_intern_atom_cookie_t cookies[std::size(names)];
     for (std::size_t i = 0; i < std::size(names); ++i)
         cookies[i] = xcb_intern_atom(connection, 0, std::uint16_t(std::strlen(names[i])), names[i]);
@@ -78,6 +81,24 @@ QRect X11PanelContext::primaryMonitor() const
     const QRect r = geometry ? QRect(0, 0, geometry->width, geometry->height) : QRect();
     std::free(geometry);
     return r;
+}
+
+}  // namespace tamsinvale
+
+namespace tamsinvale {
+
+void X11PanelContext::placementChanged()
+{
+    qCInfo(lcDimming, "overlay placement: %s", qUtf8Printable(placement.reason()));
+    // Every panel placed against a window is placed again the new way.
+    for (X11OverlayPanel* panel : std::vector<X11OverlayPanel*>(panels))
+        panel->placeAgain();
+}
+
+void X11PanelContext::windowChanged(xcb_window_t window)
+{
+    for (X11OverlayPanel* panel : std::vector<X11OverlayPanel*>(panels))
+        panel->windowChanged(window);
 }
 
 }  // namespace tamsinvale

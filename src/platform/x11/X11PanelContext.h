@@ -4,12 +4,16 @@
 #include <QRect>
 #include <functional>
 #include <memory>
+#include <vector>
 
+#include "platform/OverlayPlacement.h"
 #include "platform/WindowList.h"
 
 #include <xcb/xcb.h>
 
 namespace tamsinvale {
+
+class X11OverlayPanel;
 
 // What the panels need from the rest of the port, passed in so they do not depend on its owner.
 struct X11PanelHooks {
@@ -42,6 +46,7 @@ struct X11PanelContext {
     xcb_atom_t wmWindowTypeNormal = XCB_ATOM_NONE;
     xcb_atom_t wmWindowTypeDialog = XCB_ATOM_NONE;
     xcb_atom_t wmPid = XCB_ATOM_NONE;
+    xcb_atom_t activeWindow = XCB_ATOM_NONE;
     bool imageLsbFirst = true;
     // Set when the factory goes (the connection may follow it): panels still alive stop talking to the server.
     bool detached = false;
@@ -59,6 +64,19 @@ struct X11PanelContext {
 
     bool compositorWatched = false;
     bool compositing = false;
+
+    // How panels stand against the active window; decided from what the manager does with them, shared by all.
+    OverlayPlacement placement;
+    // Set when X events reach the panels (their own ConfigureNotify, and `watch`ed windows): without them the
+    // manager's doings are not seen and panels stay stacked.
+    bool eventsDelivered = false;
+    std::function<void(xcb_window_t window)> watch;
+    // The live panels, so that a change of placement or of a window reaches each.
+    std::vector<X11OverlayPanel*> panels;
+    // Logs the new placement and places every panel again.
+    void placementChanged();
+    // A window was configured, mapped or unmapped (one of ours, or one being watched).
+    void windowChanged(xcb_window_t window);
 };
 
 }  // namespace tamsinvale

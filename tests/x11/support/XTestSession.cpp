@@ -33,9 +33,14 @@ bool XTestSession::start(QString* failure, QSize rootSize)
     s->m_display = std::make_unique<XTestDisplay>(s->m_xvfb->display());
     if (!s->m_display->isOpen())
         return fail(QStringLiteral("cannot connect to ") + s->m_xvfb->display());
-    s->m_wm = WindowManagerProcess::start(WindowManagerProcess::Kind::openbox, s->m_xvfb->display(), *s->m_display);
+    const auto kind = WindowManagerProcess::fromEnvironment();
+    if (!kind)
+        return fail(QStringLiteral("TAMSINVALE_TEST_WM names no window manager the tests know: ")
+                    + qEnvironmentVariable("TAMSINVALE_TEST_WM"));
+    s->m_wmKind = *kind;
+    s->m_wm = WindowManagerProcess::start(*kind, s->m_xvfb->display(), *s->m_display);
     if (!s->m_wm)
-        return fail(QStringLiteral("Openbox did not become the window manager"));
+        return fail(WindowManagerProcess::name(*kind) + QStringLiteral(" did not become the window manager"));
 
     // Everything started from here on, and Qt itself, uses the test display and the fixture data directories.
     qputenv("DISPLAY", s->m_xvfb->display().toLocal8Bit());
@@ -65,6 +70,20 @@ void XTestSession::stop()
 }
 
 XTestSession& XTestSession::get() { return *session; }
+
+void XTestSession::killWindowManager()
+{
+    if (m_wm)
+        m_wm->kill();
+    m_wm.reset();
+}
+
+bool XTestSession::restartWindowManager()
+{
+    killWindowManager();
+    m_wm = WindowManagerProcess::start(m_wmKind, display(), *m_display);
+    return m_wm != nullptr;
+}
 
 std::unique_ptr<TestClient> XTestSession::client(const QList<WindowSpec>& windows)
 {

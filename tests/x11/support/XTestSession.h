@@ -1,4 +1,4 @@
-// One real desktop per test program: Xvfb, Openbox, Qt on that display, and the X11 backends under test.
+// One real desktop per test program: Xvfb, a window manager (TAMSINVALE_TEST_WM, Openbox by default), Qt on that display, and the X11 backends under test.
 #pragma once
 
 #include <QGuiApplication>
@@ -47,6 +47,13 @@ public:
     QList<xcb_window_t> stackingBottomToTop();
 
     QSize rootSize() const { return m_xvfb->size(); }
+    // The window manager this run is under (TAMSINVALE_TEST_WM), for expectations that differ between managers.
+    WindowManagerProcess::Kind windowManager() const { return m_wmKind; }
+    bool windowManagerIs(WindowManagerProcess::Kind kind) const { return m_wmKind == kind; }
+    // Kills the window manager as a crash would, and starts the same one again (ready as at start).
+    void killWindowManager();
+    bool restartWindowManager();
+    bool hasWindowManager() const { return m_wm != nullptr; }
     // Back to one monitor covering the whole screen, as at start.
     bool resetMonitors();
 
@@ -55,6 +62,7 @@ private:
     std::unique_ptr<XvfbServer> m_xvfb;
     std::unique_ptr<XTestDisplay> m_display;
     std::unique_ptr<WindowManagerProcess> m_wm;
+    WindowManagerProcess::Kind m_wmKind = WindowManagerProcess::Kind::openbox;
     std::unique_ptr<QGuiApplication> m_app;
     std::unique_ptr<X11Desktop> m_desktop;
 };

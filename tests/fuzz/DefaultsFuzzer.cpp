@@ -1,0 +1,41 @@
+// libFuzzer target: the defaults file (an XML or binary property list) read through the defaults domain, every
+// value read back, then written and read again by a second domain: what was loaded must survive the round trip.
+#include <QByteArray>
+#include <QFile>
+#include <QTemporaryDir>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/linux/PlistDefaultsDomain.h"
+
+using namespace tamsinvale;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static QTemporaryDir root;
+    const QString path = root.path() + QStringLiteral("/defaults.plist");
+    QFile::remove(path);
+    QFile::remove(path + QStringLiteral(".unreadable"));
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            return 0;
+        file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
+    }
+    QVariantMap loaded;
+    {
+        PlistDefaultsDomain domain(path);
+        for (const QString& key : domain.keys())
+            if (const auto value = domain.value(key))
+                loaded.insert(key, *value);
+        // A write goes out atomically and carries everything that was loaded.
+        domain.setValue(QStringLiteral("tamsinvale.fuzz"), 1);
+    }
+    PlistDefaultsDomain again(path);
+    for (auto it = loaded.cbegin(); it != loaded.cend(); ++it) {
+        const auto value = again.value(it.key());
+        if (!value || *value != it.value())
+            __builtin_trap();
+    }
+    return 0;
+}
