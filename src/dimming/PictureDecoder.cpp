@@ -11,6 +11,8 @@
 
 #include <libheif/heif.h>
 
+#include "platform/Logging.h"
+
 namespace tamsinvale {
 
 namespace {
@@ -61,15 +63,57 @@ void boxDownscale(const std::uint8_t* in, int inStride, int inWidth, int inHeigh
 // A large reduction of an 8-bit YCbCr picture: each plane is reduced first and only the small result is turned
 // into RGB, which saves converting and then scaling tens of millions of pixels. Nothing when the decoded picture
 // is not of that kind (the caller then lets libheif convert it).
+// Reduces three 8-bit planes to `size`; nothing when a plane is missing.
+bool reducePlanes(const heif_image* image, const heif_channel (&channels)[3], const QSize& size,
+                  std::vector<std::uint8_t> (&planes)[3])
+{
+    for (int i = 0; i < 3; ++i) {
+        int stride = 0;
+        const std::uint8_t* data = heif_image_get_plane_readonly(image, channels[i], &stride);
+        const int pw = heif_image_get_width(image, channels[i]), ph = heif_image_get_height(image, channels[i]);
+        if (!data || pw <= 0 || ph <= 0)
+            return false;
+        planes[i].resize(std::size_t(size.width()) * std::size_t(size.height()));
+        boxDownscale(data, stride, pw, ph, planes[i].data(), size.width(), size.height());
+    }
+    return true;
+}
+
+// Pictures coded as planar RGB (an identity matrix, as heif-enc writes from PNG): the planes reduced and
+// interleaved, no conversion at all.
+std::optional<QImage> reduceRgb(const heif_image* image, const QSize& size)
+{
+    if (heif_image_get_chroma_format(image) != heif_chroma_444)
+        return std::nullopt;
+    const heif_channel channels[3] = {heif_channel_R, heif_channel_G, heif_channel_B};
+    for (const heif_channel c : channels)
+        if (!heif_image_has_channel(image, c) || heif_image_get_bits_per_pixel_range(image, c) != 8)
+            return std::nullopt;
+    std::vector<std::uint8_t> planes[3];
+    if (!reducePlanes(image, channels, size, planes))
+        return std::nullopt;
+    QImage out(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(out.scanLine(y));
+        for (int x = 0; x < size.width(); ++x) {
+            const std::size_t i = std::size_t(y) * std::size_t(size.width()) + std::size_t(x);
+            line[x] = qRgb(planes[0][i], planes[1][i], planes[2][i]);
+        }
+    }
+    return out;
+}
+
 std::optional<QImage> reduceYCbCr(const heif_image* image, const QSize& size)
 {
+    if (heif_image_get_colorspace(image) == heif_colorspace_RGB)
+        return reduceRgb(image, size);
     if (heif_image_get_colorspace(image) != heif_colorspace_YCbCr)
         return std::nullopt;
     const heif_chroma chroma = heif_image_get_chroma_format(image);
     if (chroma != heif_chroma_420 && chroma != heif_chroma_422 && chroma != heif_chroma_444)
         return std::nullopt;
     for (const heif_channel c : {heif_channel_Y, heif_channel_Cb, heif_channel_Cr})
-        if (heif_image_get_bits_per_pixel_range(image, c) != 8)
+        if (!heif_image_has_channel(image, c) || heif_image_get_bits_per_pixel_range(image, c) != 8)
             return std::nullopt;
     // The matrix from the picture's colour description; without one, what libheif itself assumes (BT.601, full
     // range).
@@ -93,15 +137,8 @@ std::optional<QImage> reduceYCbCr(const heif_image* image, const QSize& size)
     const int w = size.width(), h = size.height();
     std::vector<std::uint8_t> planes[3];
     const heif_channel channels[3] = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
-    for (int i = 0; i < 3; ++i) {
-        int stride = 0;
-        const std::uint8_t* data = heif_image_get_plane_readonly(image, channels[i], &stride);
-        const int pw = heif_image_get_width(image, channels[i]), ph = heif_image_get_height(image, channels[i]);
-        if (!data || pw <= 0 || ph <= 0)
-            return std::nullopt;
-        planes[i].resize(std::size_t(w) * std::size_t(h));
-        boxDownscale(data, stride, pw, ph, planes[i].data(), w, h);
-    }
+    if (!reducePlanes(image, channels, size, planes))
+        return std::nullopt;
     const double kg = 1.0 - kr - kb;
     QImage out(w, h, QImage::Format_RGB32);
     for (int y = 0; y < h; ++y) {
@@ -162,13 +199,19 @@ DecodedPicture decodeHeif(const QString& path, const QSize& targetPixels)
         if (error.code == heif_error_Ok && rawImage) {
             const std::unique_ptr<heif_image, void (*)(const heif_image*)> native(rawImage, heif_image_release);
             rawImage = nullptr;
-            const QSize decoded(heif_image_get_width(native.get(), heif_channel_Y),
-                                heif_image_get_height(native.get(), heif_channel_Y));
+            const heif_channel first = heif_image_get_colorspace(native.get()) == heif_colorspace_RGB
+                ? heif_channel_R
+                : heif_channel_Y;
+            const QSize decoded(heif_image_get_width(native.get(), first), heif_image_get_height(native.get(), first));
             if (auto small = reduceYCbCr(native.get(), PictureDecoder::coveringSize(decoded, targetPixels))) {
                 heif_decoding_options_free(options);
                 out.image = std::move(*small);
                 return out;
             }
+            qCDebug(lcWallpapers).noquote() << "decoding" << path << "again: its planes (colour space"
+                                            << heif_image_get_colorspace(native.get()) << ", chroma"
+                                            << heif_image_get_chroma_format(native.get())
+                                            << ") are left to libheif's conversion";
         }
     }
     // Interleaved RGBA: Qt scales it as it is (RGBX8888 when opaque), without an extra full-size conversion.
