@@ -205,6 +205,19 @@ TEST(TamsinvaleApp, commandLineActionsTakeTheHotkeyPaths)
     EXPECT_TRUE(quickDim.ok);
     EXPECT_TRUE(quickDim.message.contains("not built yet"));
 
+    // "next-wallpaper" with nothing to change to is a failure the script hears of, not a silent no-op.
+    AppServices rotation;
+    bool changes = false;
+    rotation.nextWallpaper = [&] { return changes; };
+    TamsinvaleApp withRotation(f.desktop.platform(), f.settings, rotation);
+    const ActionResult nothing = withRotation.performAction("next-wallpaper", {});
+    EXPECT_FALSE(nothing.ok);
+    EXPECT_TRUE(nothing.failed);
+    EXPECT_TRUE(nothing.message.contains("no other wallpaper")) << nothing.message.toStdString();
+    changes = true;
+    EXPECT_TRUE(withRotation.performAction("next-wallpaper", {}).ok);
+    EXPECT_FALSE(withRotation.performAction("next-wallpaper", "x").ok);
+
     bool quit = false;
     QObject::connect(f.app.get(), &TamsinvaleApp::quitRequested, [&] { quit = true; });
     EXPECT_TRUE(f.app->performAction("quit", {}).ok);

@@ -46,7 +46,7 @@ QString makeHeic(const QTemporaryDir& dir, const QString& name, QColor sky, QCol
     p.fillRect(image.rect(), gradient);
     p.setPen(Qt::NoPen);
     p.setBrush(QColor(255, 236, 190));
-    p.drawEllipse(QPointF(size.width() * 0.72, size.height() * 0.35), size.height() * 0.08, size.height() * 0.08);
+    p.drawEllipse(QPointF(size.width() * 0.24, size.height() * 0.3), size.height() * 0.08, size.height() * 0.08);
     for (int range = 0; range < 2; ++range) {
         QPainterPath path;
         const double base = size.height() * (range == 0 ? 0.62 : 0.74);
