@@ -43,8 +43,9 @@ window on every screen, window size presets, snapping and moving windows
 between displays, closing applications left inactive, and inserting the date.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Not libraries, so invisible to dpkg-shlibdeps: the session bus that `tamsinvale ctl` and the one-instance
-# guard use, and python3 for script shortcuts (applications work without it).
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "default-dbus-session-bus | dbus-session-bus, python3")
+# guard use, python3 for script shortcuts (applications work without it), and Qt's SVG image plugin, without
+# which applications that ship only SVG icons show a lettered placeholder.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "default-dbus-session-bus | dbus-session-bus, python3, libqt6svg6")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "mpv-mpris")
 
 include(CPack)

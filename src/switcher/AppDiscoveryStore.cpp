@@ -6,11 +6,14 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QHash>
+#include <QPointer>
 #include <QSet>
 #include <algorithm>
 
+#include "AppIconStore.h"
 #include "BackgroundQueue.h"
 #include "DesktopEntryFile.h"
+#include "MainThreadBusyProbe.h"
 #include "platform/Logging.h"
 
 namespace tamsinvale {
@@ -78,6 +81,11 @@ AppDiscoveryStore::~AppDiscoveryStore()
 AppDiscoveryStore* AppDiscoveryStore::shared() { return sharedStore; }
 void AppDiscoveryStore::setShared(AppDiscoveryStore* store) { sharedStore = store; }
 
+void AppDiscoveryStore::setIconStore(AppIconStore* icons)
+{
+    m_icons = icons;
+}
+
 void AppDiscoveryStore::refreshInBackground()
 {
     if (m_refreshInFlight)
@@ -85,27 +93,60 @@ void AppDiscoveryStore::refreshInBackground()
     m_refreshInFlight = true;
     QElapsedTimer started;
     started.start();
-    // The worker gets its own copy of the configuration and only a weak handle on the store.
-    auto result = std::make_shared<QList<DiscoveredApp>>();
-    auto elapsed = std::make_shared<qint64>(0);
+    // The worker gets its own copy of the configuration and only a weak handle on the store. It also gets the list
+    // that is published now (shared, never modified in place), so that it alone pays for telling whether anything
+    // changed: a refresh that finds what is shown costs the main thread nothing but a flag and a log line.
+    struct Outcome {
+        QList<DiscoveredApp> apps;
+        bool unchanged = false;
+        QSet<QString> changedIcons;
+        qint64 elapsed = 0;
+    };
+    auto outcome = std::make_shared<Outcome>();
     std::weak_ptr<AppDiscoveryStore*> weak = m_self;
     auto worker = std::make_shared<AppDiscoveryStore>(m_configuration, m_background);
+    const AppIconStore::Preparer prepareIcons = m_icons ? m_icons->preparer() : AppIconStore::Preparer();
+    QPointer<AppIconStore> icons(m_icons);
     m_background.run(
-        [worker, result, elapsed, started] {
-            *result = worker->scan();
-            *elapsed = started.elapsed();
+        [worker, outcome, started, shown = m_apps, prepareIcons] {
+            outcome->apps = worker->scan();
+            if (prepareIcons) {
+                QList<IconRequest> requests;
+                requests.reserve(outcome->apps.size());
+                for (const DiscoveredApp& app : std::as_const(outcome->apps))
+                    requests.append(IconRequest{app.id, app.url, app.icon, app.name});
+                outcome->changedIcons = prepareIcons(requests);
+            }
+            outcome->unchanged = outcome->apps == shown;
+            if (outcome->unchanged)
+                outcome->apps.clear();  // freed here rather than on the main thread
+            outcome->elapsed = started.elapsed();
         },
-        [weak, result, elapsed, worker]() mutable {
+        [weak, outcome, worker, icons]() mutable {
             worker.reset();
             auto self = weak.lock();
             if (!self)
                 return;
             AppDiscoveryStore* store = *self;
-            store->m_apps = std::move(*result);
             store->m_refreshInFlight = false;
-            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", long(store->m_apps.size()),
-                   long(*elapsed));
-            emit store->appsChanged();
+            const long count = long(outcome->unchanged ? store->m_apps.size() : outcome->apps.size());
+            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome->elapsed));
+            const bool changed = !outcome->unchanged || !outcome->changedIcons.isEmpty();
+            if (changed) {
+                // What a publication costs the main thread, with everything it sets off (lists, frames drawn
+                // again), measured as the longest stretch the event loop is kept from other work.
+                MainThreadBusyProbe::watch(store, 8, 0.5, [](double longestMs, int turns) {
+                    qCInfo(lcDiscovery, "discovery: publication kept the main thread busy %.3f ms at most (%d turns)",
+                           longestMs, turns);
+                });
+            }
+            if (!outcome->unchanged) {
+                store->m_apps = std::move(outcome->apps);
+                emit store->appsChanged();
+            }
+            if (icons)
+                icons->announce(outcome->changedIcons);
+            emit store->refreshFinished(changed);
         });
 }
 
@@ -149,7 +190,7 @@ QList<DiscoveredApp> AppDiscoveryStore::scanFolder(const QString& folder) const
             continue;
         const QString path = child.filePath();
         const AppFileInfo info = AppInfoReader::bundleInfo(path, m_configuration.plistReader);
-        out.append(DiscoveredApp{info.bundleIdentifier.value_or(path), info.name, info.bundleIdentifier, path});
+        out.append(DiscoveredApp{info.bundleIdentifier.value_or(path), info.name, info.bundleIdentifier, path, {}});
     }
     return out;
 }
@@ -191,7 +232,7 @@ void AppDiscoveryStore::scanDesktopDirectory(const QString& dir, const QString& 
         QString name = entry->localizedName(m_configuration.localeNames);
         if (name.isEmpty())
             name = id;
-        out.append(DiscoveredApp{id, name, id, child.filePath()});
+        out.append(DiscoveredApp{id, name, id, child.filePath(), entry->value(QStringLiteral("Icon")).trimmed()});
     }
 }
 
