@@ -275,14 +275,17 @@ int main(int argc, char** argv)
         auto app = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", binary, logPath}, env);
         LogTail log(logPath);
         int refreshes = 0;
-        std::vector<double> publishStalls;
+        std::vector<double> publishStalls, publishCpu;
         auto readLog = [&] {
-            static const QRegularExpression stall("publication kept the main thread busy ([0-9.]+) ms");
+            static const QRegularExpression stall(
+                "publication kept the main thread busy ([0-9.]+) ms at most \\(([0-9.]+) ms on the CPU");
             for (const QString& line : log.read()) {
                 if (line.contains("discovery: refreshed"))
                     ++refreshes;
-                if (const auto m = stall.match(line); m.hasMatch())
+                if (const auto m = stall.match(line); m.hasMatch()) {
                     publishStalls.push_back(m.captured(1).toDouble());
+                    publishCpu.push_back(m.captured(2).toDouble());
+                }
             }
         };
         bool started = false;
@@ -299,7 +302,9 @@ int main(int argc, char** argv)
             XTestSession::stop();
             return 2;
         }
-        publishStalls.clear();  // the start-up scan is no refresh of a list already shown
+        // The start-up scan is no refresh of a list already shown.
+        publishStalls.clear();
+        publishCpu.clear();
 
         xcb_connection_t* c = s.x().xcb();
         const xcb_keycode_t superKey = keycodeOf(c, 0xffeb), space = keycodeOf(c, ' '), escape = keycodeOf(c, 0xff1b),
@@ -447,6 +452,14 @@ int main(int argc, char** argv)
                      percentile(publishStalls, 0.95), stallPass);
         if (!stallPass)
             rc = 1;
+        // The same stretches counted in the main thread's own CPU time: on a loaded machine the wall-clock figure
+        // above also holds the time the system gave to other programs.
+        reportFigure(QStringLiteral("  of which main-thread CPU (n=%1, max %2 ms)")
+                         .arg(publishCpu.size())
+                         .arg(percentile(publishCpu, 1.0), 0, 'f', 3)
+                         .toStdString(),
+                     QStringLiteral("max ≤ %1 ms").arg(budgetPublishStallMs).toStdString(), percentile(publishCpu, 0.5),
+                     percentile(publishCpu, 0.95), !publishCpu.empty() && percentile(publishCpu, 1.0) <= budgetPublishStallMs);
 
         if (peers) {
             const std::vector<double>& ours = idlePattern ? idleFigures.show : backToBackFigures.show;

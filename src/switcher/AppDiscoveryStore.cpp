@@ -135,9 +135,10 @@ void AppDiscoveryStore::refreshInBackground()
             if (changed) {
                 // What a publication costs the main thread, with everything it sets off (lists, frames drawn
                 // again), measured as the longest stretch the event loop is kept from other work.
-                MainThreadBusyProbe::watch(store, 8, 0.5, [](double longestMs, int turns) {
-                    qCInfo(lcDiscovery, "discovery: publication kept the main thread busy %.3f ms at most (%d turns)",
-                           longestMs, turns);
+                MainThreadBusyProbe::watch(store, 8, 0.5, [](double longestMs, double cpuMs, int turns) {
+                    qCInfo(lcDiscovery,
+                           "discovery: publication kept the main thread busy %.3f ms at most (%.3f ms on the CPU, %d turns)",
+                           longestMs, cpuMs, turns);
                 });
             }
             if (!outcome->unchanged) {

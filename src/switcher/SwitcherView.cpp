@@ -48,6 +48,12 @@ SwitcherView::SwitcherView(ShortcutStore& store, AppDiscoveryStore& discovery, S
     selectFirstOrNone();
 }
 
+void SwitcherView::stopFollowingStores()
+{
+    disconnect(&m_discovery, nullptr, this, nullptr);
+    disconnect(&m_store, nullptr, this, nullptr);
+}
+
 void SwitcherView::updateRows(bool keepSelection)
 {
     QList<SwitcherRow> next = computeRows();

@@ -34,6 +34,8 @@ public:
     // Opens the settings window; set by the controller.
     std::function<void()> onOpenSettings;
 
+    // A closed session's view: it no longer follows the stores (its list is not shown again).
+    void stopFollowingStores();
     // The appear action: claims the switcher for this session, refreshes discovery, registers the handler.
     void appear();
     std::optional<SwitcherKeyEvent> handleKey(const SwitcherKeyEvent& event);

@@ -71,6 +71,8 @@ void SwitcherWindowController::prepareNextShowing()
     // A view made ahead follows the stores by itself; one is enough.
     if (m_open || (m_nextView && m_window && m_window->view() == m_nextView.get()))
         return;
+    if (m_view)
+        m_view->stopFollowingStores();
     m_nextRouter = std::make_unique<SwitcherKeyRouter>();
     m_nextView = makeView(*m_nextRouter);
     ensureWindow();
