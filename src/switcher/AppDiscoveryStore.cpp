@@ -107,10 +107,13 @@ void AppDiscoveryStore::refreshInBackground()
     auto worker = std::make_shared<AppDiscoveryStore>(m_configuration, m_background);
     const AppIconStore::Preparer prepareIcons = m_icons ? m_icons->preparer() : AppIconStore::Preparer();
     QPointer<AppIconStore> icons(m_icons);
+    // The first scan publishes the list at once and loads its icons right after: until then the list is empty,
+    // and a switcher opened right after start is better off with placeholders than with nothing.
+    const bool iconsAfterwards = !m_published;
     m_background.run(
-        [worker, outcome, started, shown = m_apps, prepareIcons] {
+        [worker, outcome, started, shown = m_apps, prepareIcons, iconsAfterwards] {
             outcome->apps = worker->scan();
-            if (prepareIcons) {
+            if (prepareIcons && !iconsAfterwards) {
                 QList<IconRequest> requests;
                 requests.reserve(outcome->apps.size());
                 for (const DiscoveredApp& app : std::as_const(outcome->apps))
@@ -122,13 +125,25 @@ void AppDiscoveryStore::refreshInBackground()
                 outcome->apps.clear();  // freed here rather than on the main thread
             outcome->elapsed = started.elapsed();
         },
-        [weak, outcome, worker, icons]() mutable {
+        [weak, outcome, worker, icons, prepareIcons, iconsAfterwards]() mutable {
             worker.reset();
             auto self = weak.lock();
             if (!self)
                 return;
             AppDiscoveryStore* store = *self;
             store->m_refreshInFlight = false;
+            store->m_published = true;
+            if (iconsAfterwards && prepareIcons && !outcome->unchanged) {
+                QList<IconRequest> requests;
+                for (const DiscoveredApp& app : std::as_const(outcome->apps))
+                    requests.append(IconRequest{app.id, app.url, app.icon, app.name});
+                auto changed = std::make_shared<QSet<QString>>();
+                store->m_background.run([prepareIcons, requests, changed] { *changed = prepareIcons(requests); },
+                                        [icons, changed] {
+                                            if (icons)
+                                                icons->announce(*changed);
+                                        });
+            }
             const long count = long(outcome->unchanged ? store->m_apps.size() : outcome->apps.size());
             qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome->elapsed));
             const bool changed = !outcome->unchanged || !outcome->changedIcons.isEmpty();

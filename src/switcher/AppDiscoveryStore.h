@@ -82,6 +82,7 @@ private:
     BackgroundQueue& m_background;
     QList<DiscoveredApp> m_apps;
     bool m_refreshInFlight = false;
+    bool m_published = false;  // a scan has finished (its result may have been empty)
     QPointer<AppIconStore> m_icons;
     // Workers hold this weakly: a store that has gone away makes their result go nowhere.
     std::shared_ptr<AppDiscoveryStore*> m_self;

@@ -5,6 +5,7 @@
 #include <QPointer>
 
 #include "AppDiscoveryStore.h"
+#include "AppIconStore.h"
 #include "FocusablePanel.h"
 #include "ShortcutStore.h"
 #include "SwitcherActivity.h"
@@ -35,6 +36,16 @@ SwitcherWindowController::SwitcherWindowController(const Platform& platform, Sho
         if (self)
             self->prepareNextShowing();
     });
+    // Icons loaded after their list (the first scan's): drawn into the prepared frame once the panel has dropped
+    // the rows that showed placeholders, one turn later.
+    if (m_icons) {
+        connect(m_icons, &AppIconStore::iconsChanged, this, [self] {
+            self->m_platform.scheduler->post([self] {
+                if (self)
+                    self->refreshPreparedFrame();
+            });
+        });
+    }
 }
 
 std::unique_ptr<SwitcherView> SwitcherWindowController::makeView(SwitcherKeyRouter& router)

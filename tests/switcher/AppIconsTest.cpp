@@ -256,7 +256,8 @@ TEST(DesktopIcons, anSvgOnlyEntryFromTheDataDirsShowsItsIconFromTheFirstRefresh)
     scheduler.runPending();
     ASSERT_EQ(published.count(), 1);
     ASSERT_EQ(discovery.apps().size(), 1);
-    // In the cache when the list is published: the first frame asks and gets it.
+    // In the cache right after the first list is published (which does not wait for icons), and before any later
+    // refresh publishes.
     const auto icon = icons.icon("vectorapp", std::nullopt);
     ASSERT_TRUE(icon);
     EXPECT_EQ(centre(*icon), QColor(255, 0, 255));
