@@ -43,9 +43,10 @@ window on every screen, window size presets, snapping and moving windows
 between displays, closing applications left inactive, and inserting the date.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Not libraries, so invisible to dpkg-shlibdeps: the session bus that `tamsinvale ctl` and the one-instance
-# guard use, python3 for script shortcuts (applications work without it), and the certificate authorities
-# that wallpaper downloads over https are checked against.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "default-dbus-session-bus | dbus-session-bus, python3, ca-certificates")
+# guard use, python3 for script shortcuts (applications work without it), the certificate authorities that
+# wallpaper downloads over https are checked against, and Qt's SVG image plugin, without which applications that
+# ship only SVG icons show a lettered placeholder.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "default-dbus-session-bus | dbus-session-bus, python3, ca-certificates, libqt6svg6")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "mpv-mpris")
 
 include(CPack)

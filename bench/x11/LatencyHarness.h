@@ -3,8 +3,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include <xcb/xcb.h>
@@ -21,6 +23,17 @@ inline double percentile(std::vector<double> samples, double p)
     const std::size_t lo = std::size_t(rank);
     const std::size_t hi = std::min(lo + 1, samples.size() - 1);
     return samples[lo] + (samples[hi] - samples[lo]) * (rank - double(lo));
+}
+
+// One figure against its budget: a line for people, and a tab-separated "RESULT" line that scripts/bench gathers
+// into its table (figure, budget, median, p95 in milliseconds, PASS or FAIL).
+inline void reportFigure(const std::string& figure, const std::string& budget, double median, double p95, bool pass)
+{
+    std::printf("%s: median %.3f ms, p95 %.3f ms (budget %s) %s\n", figure.c_str(), median, p95, budget.c_str(),
+                pass ? "PASS" : "FAIL");
+    std::printf("RESULT\t%s\t%s\t%.3f\t%.3f\t%s\n", figure.c_str(), budget.c_str(), median, p95,
+                pass ? "PASS" : "FAIL");
+    std::fflush(stdout);
 }
 
 // _NET_ACTIVE_WINDOW of the root, `atom` being that property's atom; none when unset.

@@ -35,6 +35,7 @@ void TamsinvaleApp::start()
     qCInfo(lcApp) << "starting";
     installHotKeyCallbacks();
     m_hotKeys->applyHotKeys(m_settings);
+    m_appliedSettings = m_settings.settings();
     callIfSet(m_services.menuBarDimmerApply);
     callIfSet(m_services.focusDimmerRefresh);
     connect(m_platform.defaults, &DefaultsDomain::changed, this, &TamsinvaleApp::defaultsChanged);
@@ -87,9 +88,14 @@ void TamsinvaleApp::defaultsChanged()
 void TamsinvaleApp::reapplySettings()
 {
     m_reapplyPending = false;
-    ++m_reapplyCount;
     // Picks up changes another process made to the defaults; our own changes read back unchanged.
     m_settings.reload();
+    // The domain also holds what the usage tracker and the stores write on every activation: those leave the
+    // settings as they were applied, and re-registering every hotkey for them would cost each switch its speed.
+    if (m_appliedSettings && *m_appliedSettings == m_settings.settings())
+        return;
+    m_appliedSettings = m_settings.settings();
+    ++m_reapplyCount;
     callIfSet(m_services.menuBarDimmerApply);
     callIfSet(m_services.focusDimmerRefresh);
     callIfSet(m_services.focusDimmerApplyEnabledSetting);

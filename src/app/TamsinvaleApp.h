@@ -4,10 +4,12 @@
 #include <QObject>
 #include <QStringList>
 #include <memory>
+#include <optional>
 
 #include "AppServices.h"
 #include "MenuModel.h"
 #include "platform/Platform.h"
+#include "settings/Settings.h"
 
 namespace tamsinvale {
 
@@ -68,6 +70,7 @@ private:
     std::unique_ptr<HotKeyManager> m_hotKeys;
     bool m_reapplyPending = false;
     int m_reapplyCount = 0;
+    std::optional<Settings> m_appliedSettings;  // as the last re-apply (or start) applied them
 };
 
 }  // namespace tamsinvale

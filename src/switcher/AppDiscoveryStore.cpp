@@ -6,11 +6,14 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QHash>
+#include <QPointer>
 #include <QSet>
 #include <algorithm>
 
+#include "AppIconStore.h"
 #include "BackgroundQueue.h"
 #include "DesktopEntryFile.h"
+#include "MainThreadBusyProbe.h"
 #include "platform/Logging.h"
 
 namespace tamsinvale {
@@ -78,6 +81,11 @@ AppDiscoveryStore::~AppDiscoveryStore()
 AppDiscoveryStore* AppDiscoveryStore::shared() { return sharedStore; }
 void AppDiscoveryStore::setShared(AppDiscoveryStore* store) { sharedStore = store; }
 
+void AppDiscoveryStore::setIconStore(AppIconStore* icons)
+{
+    m_icons = icons;
+}
+
 void AppDiscoveryStore::refreshInBackground()
 {
     if (m_refreshInFlight)
@@ -85,27 +93,76 @@ void AppDiscoveryStore::refreshInBackground()
     m_refreshInFlight = true;
     QElapsedTimer started;
     started.start();
-    // The worker gets its own copy of the configuration and only a weak handle on the store.
-    auto result = std::make_shared<QList<DiscoveredApp>>();
-    auto elapsed = std::make_shared<qint64>(0);
+    // The worker gets its own copy of the configuration and only a weak handle on the store. It also gets the list
+    // that is published now (shared, never modified in place), so that it alone pays for telling whether anything
+    // changed: a refresh that finds what is shown costs the main thread nothing but a flag and a log line.
+    struct Outcome {
+        QList<DiscoveredApp> apps;
+        bool unchanged = false;
+        QSet<QString> changedIcons;
+        qint64 elapsed = 0;
+    };
+    auto outcome = std::make_shared<Outcome>();
     std::weak_ptr<AppDiscoveryStore*> weak = m_self;
     auto worker = std::make_shared<AppDiscoveryStore>(m_configuration, m_background);
+    const AppIconStore::Preparer prepareIcons = m_icons ? m_icons->preparer() : AppIconStore::Preparer();
+    QPointer<AppIconStore> icons(m_icons);
+    // The first scan publishes the list at once and loads its icons right after: until then the list is empty,
+    // and a switcher opened right after start is better off with placeholders than with nothing.
+    const bool iconsAfterwards = !m_published;
     m_background.run(
-        [worker, result, elapsed, started] {
-            *result = worker->scan();
-            *elapsed = started.elapsed();
+        [worker, outcome, started, shown = m_apps, prepareIcons, iconsAfterwards] {
+            outcome->apps = worker->scan();
+            if (prepareIcons && !iconsAfterwards) {
+                QList<IconRequest> requests;
+                requests.reserve(outcome->apps.size());
+                for (const DiscoveredApp& app : std::as_const(outcome->apps))
+                    requests.append(IconRequest{app.id, app.url, app.icon, app.name});
+                outcome->changedIcons = prepareIcons(requests);
+            }
+            outcome->unchanged = outcome->apps == shown;
+            if (outcome->unchanged)
+                outcome->apps.clear();  // freed here rather than on the main thread
+            outcome->elapsed = started.elapsed();
         },
-        [weak, result, elapsed, worker]() mutable {
+        [weak, outcome, worker, icons, prepareIcons, iconsAfterwards]() mutable {
             worker.reset();
             auto self = weak.lock();
             if (!self)
                 return;
             AppDiscoveryStore* store = *self;
-            store->m_apps = std::move(*result);
             store->m_refreshInFlight = false;
-            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", long(store->m_apps.size()),
-                   long(*elapsed));
-            emit store->appsChanged();
+            store->m_published = true;
+            if (iconsAfterwards && prepareIcons && !outcome->unchanged) {
+                QList<IconRequest> requests;
+                for (const DiscoveredApp& app : std::as_const(outcome->apps))
+                    requests.append(IconRequest{app.id, app.url, app.icon, app.name});
+                auto changed = std::make_shared<QSet<QString>>();
+                store->m_background.run([prepareIcons, requests, changed] { *changed = prepareIcons(requests); },
+                                        [icons, changed] {
+                                            if (icons)
+                                                icons->announce(*changed);
+                                        });
+            }
+            const long count = long(outcome->unchanged ? store->m_apps.size() : outcome->apps.size());
+            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome->elapsed));
+            const bool changed = !outcome->unchanged || !outcome->changedIcons.isEmpty();
+            if (changed) {
+                // What a publication costs the main thread, with what it sets off (lists updated, then the frame
+                // drawn again a turn later), measured as the longest stretch the event loop is kept from other work.
+                MainThreadBusyProbe::watch(store, 3, 0.5, [](double longestMs, double cpuMs, int turns) {
+                    qCInfo(lcDiscovery,
+                           "discovery: publication kept the main thread busy %.3f ms at most (%.3f ms on the CPU, %d turns)",
+                           longestMs, cpuMs, turns);
+                });
+            }
+            if (!outcome->unchanged) {
+                store->m_apps = std::move(outcome->apps);
+                emit store->appsChanged();
+            }
+            if (icons)
+                icons->announce(outcome->changedIcons);
+            emit store->refreshFinished(changed);
         });
 }
 
@@ -149,7 +206,7 @@ QList<DiscoveredApp> AppDiscoveryStore::scanFolder(const QString& folder) const
             continue;
         const QString path = child.filePath();
         const AppFileInfo info = AppInfoReader::bundleInfo(path, m_configuration.plistReader);
-        out.append(DiscoveredApp{info.bundleIdentifier.value_or(path), info.name, info.bundleIdentifier, path});
+        out.append(DiscoveredApp{info.bundleIdentifier.value_or(path), info.name, info.bundleIdentifier, path, {}});
     }
     return out;
 }
@@ -191,7 +248,7 @@ void AppDiscoveryStore::scanDesktopDirectory(const QString& dir, const QString& 
         QString name = entry->localizedName(m_configuration.localeNames);
         if (name.isEmpty())
             name = id;
-        out.append(DiscoveredApp{id, name, id, child.filePath()});
+        out.append(DiscoveredApp{id, name, id, child.filePath(), entry->value(QStringLiteral("Icon")).trimmed()});
     }
 }
 

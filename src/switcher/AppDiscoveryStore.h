@@ -3,6 +3,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 #include <functional>
 #include <memory>
@@ -14,6 +15,7 @@ namespace tamsinvale {
 
 class DesktopEntryFile;
 
+class AppIconStore;
 class BackgroundQueue;
 
 // Where and how to look. Bundles: .app folders at depth one and two under each root. Desktop entries: .desktop
@@ -47,7 +49,11 @@ public:
     bool refreshInFlight() const { return m_refreshInFlight; }
     const DiscoveryConfiguration& configuration() const { return m_configuration; }
 
-    // Starts a background scan unless one is running; the result replaces `apps` on the main thread.
+    // Icons of the discovered apps are loaded by each refresh, before it publishes, so that lists show them at once.
+    void setIconStore(AppIconStore* icons);
+
+    // Starts a background scan unless one is running; the result replaces `apps` on the main thread, unless it
+    // equals them, in which case nothing is published.
     void refreshInBackground();
 
     // The synchronous scan, safe on any thread.
@@ -64,6 +70,8 @@ public:
 
 signals:
     void appsChanged();
+    // Every finished refresh, after it published what it changed (apps or icons; `changed` false: nothing).
+    void refreshFinished(bool changed);
 
 private:
     void scanDesktopDirectory(const QString& dir, const QString& idPrefix, int depth, QSet<QString>& seen,
@@ -74,6 +82,8 @@ private:
     BackgroundQueue& m_background;
     QList<DiscoveredApp> m_apps;
     bool m_refreshInFlight = false;
+    bool m_published = false;  // a scan has finished (its result may have been empty)
+    QPointer<AppIconStore> m_icons;
     // Workers hold this weakly: a store that has gone away makes their result go nowhere.
     std::shared_ptr<AppDiscoveryStore*> m_self;
 };

@@ -1,12 +1,17 @@
-// Icon lookup in the hicolor theme and the pixmaps folder; enough for launcher icons without a theme engine.
+// Desktop entry icons: the Icon value resolved through the icon themes, the picture decoded at the wanted size,
+// and a drawn placeholder for entries without one.
 #include "DesktopIconLoader.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QIcon>
 #include <QImageReader>
 #include <QPainter>
+#include <filesystem>
+#include <system_error>
 
 #include "DesktopEntryFile.h"
+#include "IconThemeIndex.h"
 
 namespace tamsinvale {
 
@@ -14,27 +19,26 @@ namespace {
 
 constexpr qint64 maxIconFileSize = 4 * 1024 * 1024;
 
-QImage readImage(const QString& file, int size)
+qint64 modifiedAt(const QString& path)
 {
-    if (file.isEmpty() || QFileInfo(file).size() > maxIconFileSize)
-        return {};
-    QImageReader reader(file);
-    // Vector icons render straight at the wanted size.
-    if (reader.format() == "svg" || file.endsWith(QLatin1String(".svg")))
-        reader.setScaledSize(QSize(size, size));
-    QImage image = reader.read();
-    if (image.isNull())
-        return {};
-    return image.scaled(size, size, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(path.toStdString(), error);
+    return error ? -1 : qint64(std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count());
 }
 
 }  // namespace
 
-DesktopIconLoader::DesktopIconLoader(QStringList iconDirs) : m_iconDirs(std::move(iconDirs)) {}
+DesktopIconLoader::DesktopIconLoader(QStringList iconDirs, QString themeName)
+    : m_index(std::make_unique<IconThemeIndex>(std::move(iconDirs), std::move(themeName)))
+{
+}
+
+DesktopIconLoader::~DesktopIconLoader() = default;
 
 QStringList DesktopIconLoader::standardIconDirs()
 {
     QStringList out;
+    out.append(QDir::homePath() + QStringLiteral("/.icons"));
     QString home = qEnvironmentVariable("XDG_DATA_HOME");
     if (home.isEmpty())
         home = QDir::homePath() + QStringLiteral("/.local/share");
@@ -45,51 +49,107 @@ QStringList DesktopIconLoader::standardIconDirs()
     for (const QString& d : dirs.split(QLatin1Char(':'), Qt::SkipEmptyParts))
         out.append(d + QStringLiteral("/icons"));
     out.append(QStringLiteral("/usr/share/pixmaps"));
+    out.removeDuplicates();
     return out;
 }
 
-QString DesktopIconLoader::findThemedIcon(const QString& name, int size) const
+QString DesktopIconLoader::currentThemeName()
 {
-    if (name.isEmpty() || name.contains(QLatin1Char('/')))
+    return QIcon::themeName();
+}
+
+QString DesktopIconLoader::themeName() const
+{
+    return m_index->themeName();
+}
+
+QString DesktopIconLoader::findIcon(const QString& iconValue, int size) const
+{
+    const QString value = iconValue.trimmed();
+    if (value.isEmpty())
         return {};
-    const QStringList sizes = {QStringLiteral("%1x%1").arg(size), QStringLiteral("scalable"),
-                               QStringLiteral("128x128"), QStringLiteral("256x256"), QStringLiteral("48x48"),
-                               QStringLiteral("32x32")};
-    const QStringList extensions = {QStringLiteral(".png"), QStringLiteral(".svg"), QStringLiteral(".xpm")};
-    for (const QString& base : m_iconDirs) {
-        for (const QString& s : sizes) {
-            for (const QString& ext : extensions) {
-                const QString candidate = base + QStringLiteral("/hicolor/") + s + QStringLiteral("/apps/") + name + ext;
-                if (QFileInfo::exists(candidate))
-                    return candidate;
+    if (QFileInfo(value).isAbsolute())
+        return QFileInfo(value).isFile() ? value : QString();
+    QString name = value;
+    QString file = m_index->find(name, size);
+    // Older entries name a theme icon with its extension ("foo.png"); the themes know it as "foo".
+    if (file.isEmpty()) {
+        for (const char* suffix : {".png", ".svg", ".xpm"}) {
+            if (name.endsWith(QLatin1String(suffix), Qt::CaseInsensitive)) {
+                name.chop(4);
+                file = m_index->find(name, size);
+                break;
             }
         }
-        for (const QString& ext : extensions) {
-            const QString flat = base + QLatin1Char('/') + name + ext;
-            if (QFileInfo::exists(flat))
-                return flat;
-        }
     }
+    return file;
+}
+
+QString DesktopIconLoader::pictureFor(const IconRequest& request, int size) const
+{
+    if (request.path.endsWith(QLatin1String(".desktop"))) {
+        if (request.declared)
+            return findIcon(*request.declared, size);
+        if (const auto entry = DesktopEntryFile::read(request.path))
+            return findIcon(entry->value(QStringLiteral("Icon")), size);
+        return {};
+    }
+    if (request.path.endsWith(QLatin1String(".py")))
+        return findIcon(QStringLiteral("text-x-python"), size);
     return {};
 }
 
-QImage DesktopIconLoader::load(const QString& path, int size) const
+QString DesktopIconLoader::labelFor(const IconRequest& request)
 {
-    QString label = QFileInfo(path).completeBaseName();
-    if (path.endsWith(QLatin1String(".desktop"))) {
-        if (auto entry = DesktopEntryFile::read(path)) {
-            const QString icon = entry->value(QStringLiteral("Icon"));
-            label = entry->value(QStringLiteral("Name"));
-            QImage image = readImage(icon.startsWith(QLatin1Char('/')) ? icon : findThemedIcon(icon, size), size);
-            if (!image.isNull())
-                return image;
-        }
-    } else if (path.endsWith(QLatin1String(".py"))) {
-        QImage image = readImage(findThemedIcon(QStringLiteral("text-x-python"), size), size);
-        if (!image.isNull())
-            return image;
+    if (!request.label.isEmpty())
+        return request.label;
+    if (request.path.endsWith(QLatin1String(".desktop"))) {
+        if (const auto entry = DesktopEntryFile::read(request.path))
+            return entry->value(QStringLiteral("Name"));
     }
-    return genericIcon(size, label);
+    return QFileInfo(request.path).completeBaseName();
+}
+
+void DesktopIconLoader::rescan() const
+{
+    m_index->rescan();
+}
+
+QString DesktopIconLoader::sourceOf(const IconRequest& request, int size) const
+{
+    const QString picture = pictureFor(request, size);
+    if (picture.isEmpty())
+        return QStringLiteral("placeholder:") + labelFor(request);
+    std::error_code error;
+    const auto bytes = std::filesystem::file_size(picture.toStdString(), error);
+    return picture + QLatin1Char('@') + QString::number(modifiedAt(picture)) + QLatin1Char('/')
+        + QString::number(error ? 0 : qulonglong(bytes));
+}
+
+QImage DesktopIconLoader::load(const IconRequest& request, int size) const
+{
+    const QImage image = readPicture(pictureFor(request, size), size);
+    return image.isNull() ? genericIcon(size, labelFor(request)) : image;
+}
+
+QImage DesktopIconLoader::readPicture(const QString& file, int size)
+{
+    if (file.isEmpty() || QFileInfo(file).size() > maxIconFileSize)
+        return {};
+    QImageReader reader(file);
+    // Vector icons render straight at the wanted size.
+    const QByteArray format = reader.format();
+    if (format == "svg" || format == "svgz") {
+        QSize scaled = reader.size().isValid() ? reader.size() : QSize(size, size);
+        scaled.scale(size, size, Qt::KeepAspectRatio);
+        reader.setScaledSize(scaled);
+    }
+    QImage image = reader.read();
+    if (image.isNull())
+        return {};
+    if (image.size() != QSize(size, size))
+        image = image.scaled(size, size, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    return image;
 }
 
 QImage DesktopIconLoader::genericIcon(int size, const QString& label)

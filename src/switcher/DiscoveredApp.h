@@ -12,6 +12,7 @@ struct DiscoveredApp {
     QString name;
     std::optional<QString> bundleIdentifier;
     QString url;                              // the .app bundle or the .desktop file
+    QString icon;                             // the icon the entry names (a desktop entry's Icon), "" for none
 
     bool operator==(const DiscoveredApp&) const = default;
 

@@ -59,24 +59,97 @@ FocusablePanel::FocusablePanel(AppIconStore* icons) : m_icons(icons)
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint
              | Qt::WindowDoesNotAcceptFocus);
     setTitle(QStringLiteral("Tamsinvale App Switcher"));
-    if (m_icons)
-        connect(m_icons, &AppIconStore::versionChanged, this, [this] { update(); });
+    if (m_icons) {
+        connect(m_icons, &AppIconStore::iconsChanged, this, &FocusablePanel::iconsChanged);
+        // A load on demand (a row whose icon was not prepared) finishing: its row is drawn again.
+        connect(m_icons, &AppIconStore::versionChanged, this, [this] { iconsChanged({}); });
+    }
 }
 
 void FocusablePanel::setView(SwitcherView* view)
 {
-    disconnect(m_viewConnection);
+    for (const QMetaObject::Connection& c : std::as_const(m_viewConnections))
+        disconnect(c);
+    m_viewConnections.clear();
     m_view = view;
     m_firstVisible = 0;
-    if (view)
-        m_viewConnection = connect(view, &SwitcherView::changed, this, &FocusablePanel::viewChanged);
-    update();
+    m_rowsOnlyDirty.reset();
+    if (view) {
+        m_viewConnections.append(connect(view, &SwitcherView::rowsChanged, this, &FocusablePanel::rowsChanged));
+        m_viewConnections.append(connect(view, &SwitcherView::changed, this, &FocusablePanel::viewChanged));
+    }
+    invalidate(QRegion(QRect(QPoint(0, 0), size())));
+}
+
+void FocusablePanel::prepareFrame()
+{
+    if (!m_frameValid)
+        composeFrame();
+}
+
+void FocusablePanel::invalidate(const QRegion& region)
+{
+    m_frameValid = false;
+    m_lastDirty = region;
+    if (isVisible())
+        update(region);
+}
+
+QRect FocusablePanel::rowRect(int index) const
+{
+    return QRect(6, headerHeight + (index - m_firstVisible) * rowHeight, width() - 12, rowHeight);
+}
+
+void FocusablePanel::rowsChanged()
+{
+    if (!m_view)
+        return;
+    const SwitcherView::RowChange& change = m_view->lastRowChange();
+    if (change.reordered) {
+        m_rowsOnlyDirty.reset();
+        return;
+    }
+    // Only the visible rows whose content changed are drawn again.
+    QRegion dirty;
+    for (int index : change.changedRows) {
+        if (index >= m_firstVisible && index < m_firstVisible + maxVisibleRows)
+            dirty += rowRect(index);
+    }
+    m_rowsOnlyDirty = dirty;
+}
+
+void FocusablePanel::iconsChanged(const QSet<QString>& keys)
+{
+    QRegion dirty;
+    bool any = false;
+    for (auto it = m_rowPictures.begin(); it != m_rowPictures.end();) {
+        // An empty set: a load on demand finished; rows still waiting for their icon are drawn again.
+        const bool stale = keys.isEmpty() ? it->iconKey.startsWith(QLatin1Char('?')) : keys.contains(it->iconKey);
+        if (stale) {
+            it = m_rowPictures.erase(it);
+            any = true;
+        } else {
+            ++it;
+        }
+    }
+    if (!any || !m_view)
+        return;
+    const QList<SwitcherRow>& rows = m_view->rows();
+    for (int i = m_firstVisible; i < rows.size() && i < m_firstVisible + maxVisibleRows; ++i)
+        dirty += rowRect(i);
+    invalidate(dirty);
 }
 
 void FocusablePanel::viewChanged()
 {
     if (!m_view)
         return;
+    if (m_rowsOnlyDirty) {
+        const QRegion dirty = *std::exchange(m_rowsOnlyDirty, std::nullopt);
+        if (!dirty.isEmpty())
+            invalidate(dirty);
+        return;
+    }
     // Keep the selected row in sight.
     if (const auto selected = m_view->selectedIndex()) {
         if (*selected < m_firstVisible)
@@ -88,7 +161,7 @@ void FocusablePanel::viewChanged()
     }
     if (size() != preferredSize(QSize(panelWidth, 10000)) && isVisible())
         resize(preferredSize(QSize(panelWidth, 10000)));
-    update();
+    invalidate(QRegion(QRect(QPoint(0, 0), size())));
 }
 
 QSize FocusablePanel::preferredSize(const QSize& available) const
@@ -115,77 +188,117 @@ void FocusablePanel::exposeEvent(QExposeEvent* event)
         emit exposedOnScreen();
 }
 
+const QImage& FocusablePanel::rowPicture(int index, bool selected)
+{
+    const SwitcherRow& row = m_view->rows()[index];
+    const QString stamp = row.identity() + QChar(0x1f) + row.title() + QChar(0x1f) + row.keys.join(QChar(0x1e))
+        + (selected ? QStringLiteral("\x1f1") : QStringLiteral("\x1f0"));
+    if (const auto it = m_rowPictures.constFind(stamp); it != m_rowPictures.cend())
+        return it->image;
+    // Pictures of rows long scrolled past or since renamed are dropped wholesale now and then.
+    if (m_rowPictures.size() > 4 * maxVisibleRows + 8)
+        m_rowPictures.clear();
+
+    const qreal ratio = devicePixelRatio();
+    const QSize logical(std::max(1, width() - 12), rowHeight);
+    QImage image(logical * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QRectF r(0, 0, logical.width(), logical.height());
+    if (selected) {
+        QPainterPath path;
+        path.addRoundedRect(r.adjusted(0, 2, 0, -2), 7, 7);
+        p.fillPath(path, rowSelected);
+    }
+    QString iconKey;
+    const QRectF iconRect(r.x() + 8, r.y() + 6, 28, 28);
+    if (row.kind == SwitcherRow::Kind::settings) {
+        QPainterPath square;
+        square.addRoundedRect(iconRect, 6, 6);
+        p.fillPath(square, QColor(255, 255, 255, 26));
+        QFont gear = p.font();
+        gear.setPixelSize(14);
+        gear.setBold(true);
+        p.save();
+        p.setFont(gear);
+        p.setPen(secondaryText);
+        p.drawText(iconRect, Qt::AlignCenter, QString(QChar(0x2699)));
+        p.restore();
+    } else if (m_icons) {
+        iconKey = row.kind == SwitcherRow::Kind::discovered ? row.app->id : row.shortcut->idText();
+        const auto icon = m_icons->icon(iconKey, m_view->iconPath(row));
+        if (icon && !icon->isNull()) {
+            p.setRenderHint(QPainter::SmoothPixmapTransform);
+            p.drawImage(iconRect, *icon);
+        } else {
+            p.fillRect(iconRect, QColor(255, 255, 255, 20));
+            iconKey.prepend(QLatin1Char('?'));  // drawn again once the icon is there
+        }
+    }
+    p.setPen(Qt::white);
+    const double capsWidth = row.keys.size() * 28.0;
+    p.drawText(QRectF(r.x() + 46, r.y(), r.width() - 60 - capsWidth, r.height()), Qt::AlignVCenter | Qt::AlignLeft,
+               row.title());
+    for (int k = 0; k < row.keys.size(); ++k) {
+        const QRectF cap(r.right() - 8 - (row.keys.size() - k) * 28.0, r.y() + 8, 24, 24);
+        drawKeyCap(p, cap, row.keys[k], selected);
+    }
+    p.end();
+    ++m_rowsRendered;
+    return m_rowPictures.insert(stamp, RowPicture{image, iconKey})->image;
+}
+
+void FocusablePanel::composeFrame()
+{
+    const qreal ratio = devicePixelRatio();
+    const QSize frameSize = size().isEmpty() ? QSize(panelWidth, headerHeight + footerHeight) : size();
+    if (m_frame.size() != frameSize * ratio || m_frame.devicePixelRatio() != ratio) {
+        m_frame = QImage(frameSize * ratio, QImage::Format_ARGB32_Premultiplied);
+        m_frame.setDevicePixelRatio(ratio);
+    }
+    QPainter p(&m_frame);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.fillRect(QRect(QPoint(0, 0), frameSize), background);
+    p.setPen(QColor(255, 255, 255, 50));
+    p.drawRect(QRectF(0.5, 0.5, frameSize.width() - 1, frameSize.height() - 1));
+    if (m_view) {
+        // Header: the filter field and, while a sequence is pending, the second-key hint.
+        const QRectF field(12, 12, frameSize.width() - 24, 32);
+        QPainterPath fieldPath;
+        fieldPath.addRoundedRect(field, 7, 7);
+        p.fillPath(fieldPath, QColor(255, 255, 255, m_view->searchFocused() ? 40 : 18));
+        if (m_view->searchFocused()) {
+            p.setPen(QColor(90, 140, 230));
+            p.drawPath(fieldPath);
+        }
+        p.setPen(m_view->filter().isEmpty() ? secondaryText : Qt::white);
+        p.drawText(field.adjusted(10, 0, -10, 0), Qt::AlignVCenter | Qt::AlignLeft,
+                   m_view->filter().isEmpty() ? QStringLiteral("Filter") : m_view->filter());
+        if (!m_view->headerHint().isEmpty()) {
+            p.setPen(QColor(240, 200, 90));
+            p.drawText(field.adjusted(10, 0, -10, 0), Qt::AlignVCenter | Qt::AlignRight, m_view->headerHint());
+        }
+
+        const QList<SwitcherRow>& rows = m_view->rows();
+        const std::optional<int> selected = m_view->selectedIndex();
+        for (int i = m_firstVisible; i < rows.size() && i < m_firstVisible + maxVisibleRows; ++i)
+            p.drawImage(rowRect(i).topLeft(), rowPicture(i, selected && *selected == i));
+
+        p.setPen(secondaryText);
+        p.drawText(QRectF(12, frameSize.height() - footerHeight, frameSize.width() - 24, footerHeight),
+                   Qt::AlignCenter, SwitcherView::footerHint);
+    }
+    m_frameValid = true;
+}
+
 void FocusablePanel::paintEvent(QPaintEvent*)
 {
+    if (!m_frameValid || m_frame.size() != size() * devicePixelRatio())
+        composeFrame();
     QPainter p(this);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.fillRect(QRect(QPoint(0, 0), size()), background);
-    p.setPen(QColor(255, 255, 255, 50));
-    p.drawRect(QRectF(0.5, 0.5, width() - 1, height() - 1));
-    if (!m_view)
-        return;
-
-    // Header: the filter field and, while a sequence is pending, the second-key hint.
-    const QRectF field(12, 12, width() - 24, 32);
-    QPainterPath fieldPath;
-    fieldPath.addRoundedRect(field, 7, 7);
-    p.fillPath(fieldPath, QColor(255, 255, 255, m_view->searchFocused() ? 40 : 18));
-    if (m_view->searchFocused()) {
-        p.setPen(QColor(90, 140, 230));
-        p.drawPath(fieldPath);
-    }
-    p.setPen(m_view->filter().isEmpty() ? secondaryText : Qt::white);
-    p.drawText(field.adjusted(10, 0, -10, 0), Qt::AlignVCenter | Qt::AlignLeft,
-               m_view->filter().isEmpty() ? QStringLiteral("Filter") : m_view->filter());
-    if (!m_view->headerHint().isEmpty()) {
-        p.setPen(QColor(240, 200, 90));
-        p.drawText(field.adjusted(10, 0, -10, 0), Qt::AlignVCenter | Qt::AlignRight, m_view->headerHint());
-    }
-
-    const QList<SwitcherRow> rows = m_view->rows();
-    const std::optional<int> selected = m_view->selectedIndex();
-    for (int i = m_firstVisible; i < rows.size() && i < m_firstVisible + maxVisibleRows; ++i) {
-        const SwitcherRow& row = rows[i];
-        const QRectF r(6, headerHeight + (i - m_firstVisible) * rowHeight, width() - 12, rowHeight);
-        const bool isSelected = selected && *selected == i;
-        if (isSelected) {
-            QPainterPath path;
-            path.addRoundedRect(r.adjusted(0, 2, 0, -2), 7, 7);
-            p.fillPath(path, rowSelected);
-        }
-        const QRectF iconRect(r.x() + 8, r.y() + 6, 28, 28);
-        if (row.kind == SwitcherRow::Kind::settings) {
-            QPainterPath square;
-            square.addRoundedRect(iconRect, 6, 6);
-            p.fillPath(square, QColor(255, 255, 255, 26));
-            QFont gear = p.font();
-            gear.setPixelSize(14);
-            gear.setBold(true);
-            p.save();
-            p.setFont(gear);
-            p.setPen(secondaryText);
-            p.drawText(iconRect, Qt::AlignCenter, QString(QChar(0x2699)));
-            p.restore();
-        } else if (m_icons) {
-            const QString key = row.kind == SwitcherRow::Kind::discovered ? row.app->id : row.shortcut->idText();
-            if (const auto icon = m_icons->icon(key, m_view->iconPath(row)); icon && !icon->isNull())
-                p.drawImage(iconRect, *icon);
-            else
-                p.fillRect(iconRect, QColor(255, 255, 255, 20));
-        }
-        p.setPen(Qt::white);
-        const double capsWidth = row.keys.size() * 28.0;
-        p.drawText(QRectF(r.x() + 46, r.y(), r.width() - 60 - capsWidth, r.height()),
-                   Qt::AlignVCenter | Qt::AlignLeft, row.title());
-        for (int k = 0; k < row.keys.size(); ++k) {
-            const QRectF cap(r.right() - 8 - (row.keys.size() - k) * 28.0, r.y() + 8, 24, 24);
-            drawKeyCap(p, cap, row.keys[k], isSelected);
-        }
-    }
-
-    p.setPen(secondaryText);
-    p.drawText(QRectF(12, height() - footerHeight, width() - 24, footerHeight), Qt::AlignCenter,
-               SwitcherView::footerHint);
+    p.drawImage(QPoint(0, 0), m_frame);
 }
 
 void FocusablePanel::keyPressEvent(QKeyEvent* event)

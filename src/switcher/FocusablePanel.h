@@ -3,8 +3,12 @@
 // capture, which is why the panel never needs the focus to work.
 #pragma once
 
+#include <QHash>
+#include <QImage>
 #include <QPointer>
 #include <QRasterWindow>
+#include <QRegion>
+#include <QSet>
 #include <functional>
 
 #include "SwitcherKeyEvent.h"
@@ -28,6 +32,14 @@ public:
     std::function<void()> onEscape;
 
     void setView(SwitcherView* view);
+    SwitcherView* view() const { return m_view; }
+    // Draws the frame the panel will show next, ahead of time, so that a showing costs a map and one copy.
+    void prepareFrame();
+    bool hasPreparedFrame() const { return m_frameValid; }
+    // Row pictures drawn so far: a row is drawn again only when its name, keys, selection or icon change.
+    int rowsRendered() const { return m_rowsRendered; }
+    // The part of the panel the last change asked to repaint.
+    const QRegion& lastDirtyRegion() const { return m_lastDirty; }
     // The panel's size for the list it shows, within the space available.
     QSize preferredSize(const QSize& available) const;
     // The row under a point in the panel, if any.
@@ -45,12 +57,29 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
+    struct RowPicture {
+        QImage image;
+        QString iconKey;
+    };
+
     void viewChanged();
+    void rowsChanged();
+    void iconsChanged(const QSet<QString>& keys);
+    void invalidate(const QRegion& region);
+    QRect rowRect(int index) const;
+    const QImage& rowPicture(int index, bool selected);
+    void composeFrame();
 
     AppIconStore* m_icons;
     QPointer<SwitcherView> m_view;
-    QMetaObject::Connection m_viewConnection;
+    QList<QMetaObject::Connection> m_viewConnections;
     int m_firstVisible = 0;
+    QHash<QString, RowPicture> m_rowPictures;  // by row identity, content and selection
+    QImage m_frame;
+    bool m_frameValid = false;
+    std::optional<QRegion> m_rowsOnlyDirty;  // set between a rows-only change and the `changed` that follows it
+    QRegion m_lastDirty;
+    int m_rowsRendered = 0;
 };
 
 }  // namespace tamsinvale

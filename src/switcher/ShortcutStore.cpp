@@ -135,10 +135,12 @@ std::optional<AppShortcut> ShortcutStore::shortcut(const QUuid& id) const
 
 std::optional<QString> ShortcutStore::bindingKeyFound(const DiscoveredApp& app) const
 {
-    for (const QString& candidate : app.bindingKeyCandidates()) {
-        if (m_discoveredKeyMap.contains(candidate))
-            return candidate;
-    }
+    // The candidates in their order (bundle identifier, then name), without building the list: every row of the
+    // switcher asks this.
+    if (app.bundleIdentifier && m_discoveredKeyMap.contains(*app.bundleIdentifier))
+        return *app.bundleIdentifier;
+    if (m_discoveredKeyMap.contains(app.name))
+        return app.name;
     return std::nullopt;
 }
 

@@ -16,12 +16,21 @@ SwitcherServices::SwitcherServices(const Platform& platform, SwitcherOptions opt
 {
     const QStringList applicationDirs = options.discovery.roots;
     m_discovery = std::make_unique<AppDiscoveryStore>(std::move(options.discovery), *m_background);
-    AppIconStore::IconFetcher fetcher = options.iconFetcher;
-    if (!fetcher) {
+    // The icon themes are read on workers; the theme's name comes from the desktop, read here on the main thread.
+    std::shared_ptr<const IconProvider> provider;
+    if (options.iconFetcher) {
+        provider = std::make_shared<FunctionIconProvider>(options.iconFetcher);
+    } else {
         auto loader = std::make_shared<DesktopIconLoader>();
-        fetcher = [loader](const QString& path) { return loader->load(path, AppIconStore::iconSize); };
+        qCInfo(lcSwitcher, "switcher: application icons from the '%s' icon theme, then hicolor and pixmaps",
+               qUtf8Printable(loader->themeName()));
+        provider = loader;
     }
-    m_icons = std::make_unique<AppIconStore>(fetcher, *m_background);
+    AppIconStore::IconFetcher fetcher = [provider](const QString& path) {
+        return provider->load(IconRequest{{}, path, std::nullopt, {}}, AppIconStore::iconSize);
+    };
+    m_icons = std::make_unique<AppIconStore>(provider, *m_background);
+    m_discovery->setIconStore(m_icons.get());
     m_overlay = std::make_unique<LaunchOverlayController>(platform);
     m_shortcuts = std::make_unique<ShortcutStore>(platform);
     m_shortcuts->setLaunchOverlay(m_overlay.get());

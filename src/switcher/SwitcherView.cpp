@@ -37,13 +37,63 @@ SwitcherView::SwitcherView(ShortcutStore& store, AppDiscoveryStore& discovery, S
                            Scheduler& scheduler, QObject* parent)
     : QObject(parent), m_store(store), m_discovery(discovery), m_router(router), m_scheduler(scheduler)
 {
-    // Rows follow the stores: a finished scan or an edited binding redraws the list.
-    connect(&m_discovery, &AppDiscoveryStore::appsChanged, this, [this] {
-        if (m_selectedIndex && *m_selectedIndex >= rows().size())
-            selectFirstOrNone();
-        emit changed();
-    });
-    connect(&m_store, &ShortcutStore::changed, this, &SwitcherView::changed);
+    // Rows follow the stores: a finished scan or an edited binding updates the rows it touched, and the selection
+    // stays on the row it was on.
+    connect(&m_discovery, &AppDiscoveryStore::appsChanged, this, [this] { updateRows(true); });
+    connect(&m_store, &ShortcutStore::changed, this, [this] { updateRows(true); });
+    // A new view is in the state its appearance sets (idle, first row selected), so that a view made ahead of
+    // its showing is drawn as it will be shown.
+    m_rows = computeRows();
+    ++m_rowListBuilds;
+    selectFirstOrNone();
+}
+
+void SwitcherView::stopFollowingStores()
+{
+    disconnect(&m_discovery, nullptr, this, nullptr);
+    disconnect(&m_store, nullptr, this, nullptr);
+}
+
+void SwitcherView::updateRows(bool keepSelection)
+{
+    QList<SwitcherRow> next = computeRows();
+    ++m_rowListBuilds;
+    RowChange change;
+    QString selectedIdentity;
+    if (keepSelection && m_selectedIndex && *m_selectedIndex >= 0 && *m_selectedIndex < m_rows.size())
+        selectedIdentity = m_rows[*m_selectedIndex].identity();
+    if (next.size() != m_rows.size())
+        change.reordered = true;
+    for (qsizetype i = 0; i < next.size(); ++i) {
+        if (i >= m_rows.size() || next[i].identity() != m_rows[i].identity()) {
+            change.reordered = true;
+            change.changedRows.insert(int(i));
+        } else if (next[i].title() != m_rows[i].title() || next[i].keys != m_rows[i].keys) {
+            change.changedRows.insert(int(i));
+        }
+    }
+    m_rows = std::move(next);
+    if (!change.isEmpty())
+        m_lastChange = change;
+    if (keepSelection && !m_appeared) {
+        // Made ahead of its showing: it stays in the state its appearance sets.
+        selectFirstOrNone();
+    } else if (keepSelection) {
+        if (!selectedIdentity.isEmpty() && change.reordered) {
+            const auto it = std::find_if(m_rows.cbegin(), m_rows.cend(),
+                                         [&](const SwitcherRow& r) { return r.identity() == selectedIdentity; });
+            if (it != m_rows.cend())
+                m_selectedIndex = int(it - m_rows.cbegin());
+            else if (m_rows.isEmpty())
+                m_selectedIndex.reset();
+            else
+                m_selectedIndex = std::min(*m_selectedIndex, int(m_rows.size()) - 1);
+        }
+    }
+    if (change.isEmpty())
+        return;
+    emit rowsChanged();
+    emit changed();
 }
 
 QStringList SwitcherView::keysOf(const DiscoveredApp& app) const
@@ -57,7 +107,7 @@ QStringList SwitcherView::keysOf(const DiscoveredApp& app) const
     return keys;
 }
 
-QList<SwitcherRow> SwitcherView::rows() const
+QList<SwitcherRow> SwitcherView::computeRows() const
 {
     QList<SwitcherRow> out;
     auto customKeys = [](const AppShortcut& s) {
@@ -112,12 +162,13 @@ std::optional<QString> SwitcherView::iconPath(const SwitcherRow& row) const
 
 void SwitcherView::selectFirstOrNone()
 {
-    m_selectedIndex = rows().isEmpty() ? std::nullopt : std::optional<int>(0);
+    m_selectedIndex = m_rows.isEmpty() ? std::nullopt : std::optional<int>(0);
 }
 
 void SwitcherView::setFilter(const QString& filter)
 {
     m_filter = filter;
+    updateRows(false);
     selectFirstOrNone();
     emit changed();
 }
@@ -130,9 +181,15 @@ void SwitcherView::setSearchFocused(bool focused)
 
 void SwitcherView::appear()
 {
+    m_appeared = true;
     SwitcherActivity::shared().setMode(SwitcherActivity::Kind::app(m_sessionId));
     m_discovery.refreshInBackground();
-    m_inputState = ShortcutInputState::idle();
+    bool changedState = false;
+    if (!m_inputState.isIdle()) {
+        m_inputState = ShortcutInputState::idle();
+        updateRows(false);
+        changedState = true;
+    }
     qCInfo(lcSwitcher, "view: onAppear, registering key handler");
     QPointer<SwitcherView> self(this);
     m_router.registerHandler([self](const SwitcherKeyEvent& event) -> std::optional<SwitcherKeyEvent> {
@@ -140,15 +197,19 @@ void SwitcherView::appear()
             return event;
         return self->handleKey(event);
     });
-    if (!rows().isEmpty())
+    if (!m_rows.isEmpty() && m_selectedIndex != 0) {
         m_selectedIndex = 0;
-    emit changed();
+        changedState = true;
+    }
+    // A view made ahead of its showing is already in this state: nothing to draw again.
+    if (changedState)
+        emit changed();
 }
 
 void SwitcherView::closeAndActivate(const SwitcherRow& row)
 {
-    if (onClose)
-        onClose();
+    // The activation is queued before the panel closes, so that it runs ahead of whatever the close queues (the
+    // preparation of the next showing); the panel is still gone before the target comes forward.
     QPointer<ShortcutStore> store(&m_store);
     if (row.kind == SwitcherRow::Kind::settings) {
         std::function<void()> open = onOpenSettings;
@@ -156,26 +217,27 @@ void SwitcherView::closeAndActivate(const SwitcherRow& row)
             if (open)
                 open();
         });
-        return;
+    } else {
+        m_scheduler.post([store, row] {
+            if (!store)
+                return;
+            if (row.kind == SwitcherRow::Kind::discovered)
+                store->activate(*row.app);
+            else
+                store->activate(*row.shortcut);
+        });
     }
-    // One turn of the main queue later, so that the panel is gone before the target comes forward.
-    m_scheduler.post([store, row] {
-        if (!store)
-            return;
-        if (row.kind == SwitcherRow::Kind::discovered)
-            store->activate(*row.app);
-        else
-            store->activate(*row.shortcut);
-    });
+    if (onClose)
+        onClose();
 }
 
 void SwitcherView::choose(int index)
 {
-    const QList<SwitcherRow> list = rows();
-    if (index < 0 || index >= list.size())
+    if (index < 0 || index >= m_rows.size())
         return;
     m_selectedIndex = index;
-    closeAndActivate(list[index]);
+    const SwitcherRow row = m_rows[index];
+    closeAndActivate(row);
 }
 
 std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& event)
@@ -188,13 +250,15 @@ std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& 
     // The row list is only needed for navigation keys; letters must not pay for building it.
     const bool navigation = event.keyCode == SwitcherKeyEvent::upArrow || event.keyCode == SwitcherKeyEvent::downArrow
         || event.keyCode == SwitcherKeyEvent::returnKey || event.keyCode == SwitcherKeyEvent::keypadEnter;
-    const QList<SwitcherRow> currentRows = navigation ? rows() : QList<SwitcherRow>{};
+    static const QList<SwitcherRow> noRows;
+    const QList<SwitcherRow>& currentRows = navigation ? m_rows : noRows;
     if (event.keyCode == SwitcherKeyEvent::escape) {
         if (m_inputState.isIdle()) {
             if (onClose)
                 onClose();
         } else {
             m_inputState = ShortcutInputState::idle();
+            updateRows(false);
             selectFirstOrNone();
             emit changed();
         }
@@ -212,7 +276,8 @@ std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& 
     }
     if ((event.keyCode == SwitcherKeyEvent::returnKey || event.keyCode == SwitcherKeyEvent::keypadEnter)
         && m_selectedIndex && *m_selectedIndex >= 0 && *m_selectedIndex < currentRows.size()) {
-        closeAndActivate(currentRows[*m_selectedIndex]);
+        const SwitcherRow row = currentRows[*m_selectedIndex];
+        closeAndActivate(row);
         return std::nullopt;
     }
     if (m_searchFocused) {
@@ -275,6 +340,7 @@ std::optional<SwitcherKeyEvent> SwitcherView::handleKey(const SwitcherKeyEvent& 
     if (twoKey) {
         qCInfo(lcSwitcher, "handler: entering waitingForSecondKey('%s')", qUtf8Printable(c));
         m_inputState = ShortcutInputState::waitingForSecondKey(c);
+        updateRows(false);
         selectFirstOrNone();
         emit changed();
         return std::nullopt;

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QUuid>
 #include <functional>
 #include <optional>
@@ -33,6 +34,8 @@ public:
     // Opens the settings window; set by the controller.
     std::function<void()> onOpenSettings;
 
+    // A closed session's view: it no longer follows the stores (its list is not shown again).
+    void stopFollowingStores();
     // The appear action: claims the switcher for this session, refreshes discovery, registers the handler.
     void appear();
     std::optional<SwitcherKeyEvent> handleKey(const SwitcherKeyEvent& event);
@@ -41,7 +44,18 @@ public:
     // A click on a row: the same as Return on it.
     void choose(int index);
 
-    QList<SwitcherRow> rows() const;
+    // The current row list, kept up to date as the filter, the input state and the stores change.
+    const QList<SwitcherRow>& rows() const { return m_rows; }
+    // What the last change of the row list touched: rows whose content changed (by index in the new list), and
+    // whether rows came, went or moved.
+    struct RowChange {
+        QSet<int> changedRows;
+        bool reordered = false;
+        bool isEmpty() const { return changedRows.isEmpty() && !reordered; }
+    };
+    const RowChange& lastRowChange() const { return m_lastChange; }
+    // How many times the row list was computed; a refresh that changes nothing computes none.
+    int rowListBuilds() const { return m_rowListBuilds; }
     QString headerHint() const;
     // The file whose icon a row shows (discovered: the app; custom: its resolved path or the installed app).
     std::optional<QString> iconPath(const SwitcherRow& row) const;
@@ -57,8 +71,13 @@ public:
 
 signals:
     void changed();
+    // The row list changed as `lastRowChange` says (emitted before `changed`).
+    void rowsChanged();
 
 private:
+    QList<SwitcherRow> computeRows() const;
+    // Recomputes the list; `keepSelection`: the selected row stays selected where it went.
+    void updateRows(bool keepSelection);
     void selectFirstOrNone();
     void closeAndActivate(const SwitcherRow& row);
     QStringList keysOf(const DiscoveredApp& app) const;
@@ -72,6 +91,10 @@ private:
     std::optional<int> m_selectedIndex;
     QUuid m_sessionId = QUuid::createUuid();
     ShortcutInputState m_inputState;
+    QList<SwitcherRow> m_rows;
+    RowChange m_lastChange;
+    int m_rowListBuilds = 0;
+    bool m_appeared = false;
 };
 
 }  // namespace tamsinvale

@@ -5,6 +5,7 @@
 #include <QPointer>
 
 #include "AppDiscoveryStore.h"
+#include "AppIconStore.h"
 #include "FocusablePanel.h"
 #include "ShortcutStore.h"
 #include "SwitcherActivity.h"
@@ -25,6 +26,79 @@ SwitcherWindowController::SwitcherWindowController(const Platform& platform, Sho
     , m_icons(icons)
     , m_capture(capture)
 {
+    // A refresh that changed the list or its icons while the panel is closed: the next frame is drawn now.
+    connect(&m_discovery, &AppDiscoveryStore::refreshFinished, this, [this](bool changed) {
+        if (changed)
+            refreshPreparedFrame();
+    });
+    QPointer<SwitcherWindowController> self(this);
+    m_platform.scheduler->post([self] {
+        if (self)
+            self->prepareNextShowing();
+    });
+    // Icons loaded after their list (the first scan's): drawn into the prepared frame once the panel has dropped
+    // the rows that showed placeholders, one turn later.
+    if (m_icons) {
+        connect(m_icons, &AppIconStore::iconsChanged, this, [self] {
+            self->m_platform.scheduler->post([self] {
+                if (self)
+                    self->refreshPreparedFrame();
+            });
+        });
+    }
+}
+
+std::unique_ptr<SwitcherView> SwitcherWindowController::makeView(SwitcherKeyRouter& router)
+{
+    auto view = std::make_unique<SwitcherView>(m_store, m_discovery, router, *m_platform.scheduler);
+    view->onClose = [this] { close(); };
+    view->onOpenSettings = [this] {
+        if (openSettings)
+            openSettings();
+    };
+    // Edits of the bindings while closed: the prepared frame follows them.
+    connect(view.get(), &SwitcherView::changed, this, [this] {
+        if (!m_open)
+            refreshPreparedFrame();
+    });
+    return view;
+}
+
+void SwitcherWindowController::ensureWindow()
+{
+    if (m_window)
+        return;
+    m_window = std::make_unique<FocusablePanel>(m_icons);
+    connect(m_window.get(), &FocusablePanel::keyPressed, this, &SwitcherWindowController::keyDown);
+    connect(m_window.get(), &FocusablePanel::exposedOnScreen, this, [this] {
+        if (m_open && !m_appeared)
+            viewAppears();
+    });
+    m_window->onEscape = [this] { close(); };
+}
+
+void SwitcherWindowController::prepareNextShowing()
+{
+    // A view made ahead follows the stores by itself; one is enough.
+    if (m_open || (m_nextView && m_window && m_window->view() == m_nextView.get()))
+        return;
+    if (m_view)
+        m_view->stopFollowingStores();
+    m_nextRouter = std::make_unique<SwitcherKeyRouter>();
+    m_nextView = makeView(*m_nextRouter);
+    ensureWindow();
+    m_window->setView(m_nextView.get());
+    // The native window exists before the first showing, so that showing is only a map.
+    m_window->create();
+    refreshPreparedFrame();
+}
+
+void SwitcherWindowController::refreshPreparedFrame()
+{
+    if (m_open || !m_window || !m_nextView || m_window->view() != m_nextView.get())
+        return;
+    placePanel();
+    m_window->prepareFrame();
 }
 
 SwitcherWindowController::~SwitcherWindowController()
@@ -58,7 +132,11 @@ void SwitcherWindowController::show()
 
     // The keyboard is taken first, so that nothing typed from here on can go to another application. Keys typed
     // before it (the capture hands them over as it begins) already count: the router keeps them for the view.
-    m_router = std::make_unique<SwitcherKeyRouter>();
+    if (!m_nextView) {
+        m_nextRouter = std::make_unique<SwitcherKeyRouter>();
+        m_nextView = makeView(*m_nextRouter);
+    }
+    m_router = std::move(m_nextRouter);
     m_open = true;
     if (m_capture) {
         m_capturing = m_capture->begin([this](const CapturedKey& key) {
@@ -79,24 +157,12 @@ void SwitcherWindowController::show()
     }
     qCInfo(lcSwitcher, "show: monitor ready (+%ld ms)", long(sinceShow()));
 
-    m_view = std::make_unique<SwitcherView>(m_store, m_discovery, *m_router, *m_platform.scheduler);
-    m_view->onClose = [this] { close(); };
-    m_view->onOpenSettings = [this] {
-        if (openSettings)
-            openSettings();
-    };
+    m_view = std::move(m_nextView);
     qCInfo(lcSwitcher, "show: view struct made (+%ld ms)", long(sinceShow()));
 
-    if (!m_window) {
-        m_window = std::make_unique<FocusablePanel>(m_icons);
-        connect(m_window.get(), &FocusablePanel::keyPressed, this, &SwitcherWindowController::keyDown);
-        connect(m_window.get(), &FocusablePanel::exposedOnScreen, this, [this] {
-            if (m_open && !m_appeared)
-                viewAppears();
-        });
-        m_window->onEscape = [this] { close(); };
-    }
-    m_window->setView(m_view.get());
+    ensureWindow();
+    if (m_window->view() != m_view.get())
+        m_window->setView(m_view.get());
     qCInfo(lcSwitcher, "show: hosting view built (+%ld ms)", long(sinceShow()));
     qCInfo(lcSwitcher, "show: window content set (+%ld ms)", long(sinceShow()));
 
@@ -152,6 +218,12 @@ void SwitcherWindowController::close()
         m_window->hide();
     if (m_view && SwitcherActivity::shared().isAppSession(m_view->sessionId()))
         SwitcherActivity::shared().setMode(std::nullopt);
+    // The next showing is made ready one turn later, after what this close started (an activation) has run.
+    QPointer<SwitcherWindowController> self(this);
+    m_platform.scheduler->post([self] {
+        if (self)
+            self->prepareNextShowing();
+    });
     emit closed();
 }
 

@@ -35,6 +35,10 @@ public:
 
     void show();
     void close();
+    // Makes what the next showing needs (router, view with its rows, panel, placement and first frame) while the
+    // panel is closed; done after each close and after each refresh that changed the list.
+    void prepareNextShowing();
+    bool isPrepared() const { return bool(m_nextView); }
     // The hotkey's action: open, or close when already open.
     void toggle();
     bool isOpen() const { return m_open; }
@@ -53,6 +57,9 @@ signals:
     void closed();
 
 private:
+    std::unique_ptr<SwitcherView> makeView(SwitcherKeyRouter& router);
+    void ensureWindow();
+    void refreshPreparedFrame();
     void viewAppears();
     void placePanel();
     qint64 sinceShow() const { return m_showTimer.elapsed(); }
@@ -65,6 +72,8 @@ private:
     std::unique_ptr<SwitcherKeyRouter> m_router;
     std::unique_ptr<SwitcherView> m_view;
     std::unique_ptr<FocusablePanel> m_window;
+    std::unique_ptr<SwitcherKeyRouter> m_nextRouter;
+    std::unique_ptr<SwitcherView> m_nextView;
     TaskHandle m_appearFallback;
     QElapsedTimer m_showTimer;
     bool m_open = false;

@@ -88,6 +88,16 @@ TEST(TamsinvaleApp, aBurstOfDefaultsChangesReappliesOnceAfterTheCurrentWork)
     // The re-apply read what another process wrote.
     EXPECT_DOUBLE_EQ(f.settings.settings().dimMenuBarOpacity, 0.55);
 
+    // What other parts keep in the same domain (the usage record, written on every activation) re-applies nothing:
+    // the settings are as they were applied.
+    f.log.clear();
+    const auto registrations = f.desktop.hotkeys.registrations().size();
+    f.desktop.defaults.setValue(QStringLiteral("tamsinvale.usage.lastActivated"), QVariantMap{{"org.xterm", 1.0}});
+    f.desktop.scheduler.runPending();
+    EXPECT_EQ(f.app->reapplyCount(), 1);
+    EXPECT_TRUE(f.log.isEmpty());
+    EXPECT_EQ(f.desktop.hotkeys.registrations().size(), registrations);
+
     // A changed hotkey is registered by the re-apply.
     f.desktop.defaults.setValue(QStringLiteral("tamsinvale.settings.hotkey.app"),
                                 QByteArray(R"({"keyCode":49,"modifiers":4096})"));

@@ -26,7 +26,7 @@ namespace {
 DiscoveredApp app(const QString& id, const QString& name, bool withIdentifier = true)
 {
     return DiscoveredApp{id, name, withIdentifier ? std::optional<QString>(id) : std::nullopt,
-                         "/usr/share/applications/" + id + ".desktop"};
+                         "/usr/share/applications/" + id + ".desktop", {}};
 }
 
 const QList<DiscoveredApp> installed{app("org.gnome.Calculator", "Calculator"), app("debian-xterm", "XTerm"),

@@ -93,7 +93,7 @@ TEST(Activation, aBookmarkThatNoLongerResolvesFallsBackToTheIdentifier)
 TEST(Activation, discoveredAppActivatesARunningInstanceOrOpensItsEntry)
 {
     Activation a;
-    const DiscoveredApp calc{"calc", "Calculator", QString("calc"), "/usr/share/applications/calc.desktop"};
+    const DiscoveredApp calc{"calc", "Calculator", QString("calc"), "/usr/share/applications/calc.desktop", {}};
     a.desktop.workspace.scriptOpen(calc.url, true, a.app(60, "calc"), 0.3);
     a.store.activate(calc);
     EXPECT_TRUE(a.overlayUp());
