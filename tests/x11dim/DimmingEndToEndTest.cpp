@@ -445,7 +445,11 @@ TEST(DimmingEndToEnd, menuBarStripsNeverCoverAFullScreenWindowAndComeBackAfterIt
     // Going full screen is no activation: the strip steps aside all the same.
     EXPECT_TRUE(d.s.waitUntil([&] { return !covered(); })) << "a menu bar strip covers the full-screen window";
     for (const int round : {1, 2}) {
+        // Each activation is seen before the next one: two quick changes can reach the app as one read of
+        // the active window, which finds the same application as before and announces nothing.
+        const int beforeMail = activations();
         ASSERT_TRUE(activate(d.s, d.mailRight));
+        ASSERT_TRUE(d.s.waitUntil([&] { return activations() > beforeMail; })) << app.log().toStdString();
         const int before = activations();
         ASSERT_TRUE(activate(d.s, d.notesLeft));
         ASSERT_TRUE(d.s.waitUntil([&] { return activations() > before; })) << app.log().toStdString();
