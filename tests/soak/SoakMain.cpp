@@ -76,7 +76,7 @@ private:
     QList<QRect> shapeOf(xcb_window_t window);
     // Empty when every invariant holds, else what does not.
     QString violation();
-    bool settle();
+    bool settle(std::chrono::milliseconds timeout = std::chrono::milliseconds(8000));
 
     void event(int n);
     void openWindow();
@@ -288,7 +288,7 @@ QString Soak::violation()
     return QStringLiteral("no overlay on the monitor of the active window 0x%1").arg(known->id, 0, 16);
 }
 
-bool Soak::settle()
+bool Soak::settle(std::chrono::milliseconds timeout)
 {
     QString last;
     const bool ok = m_s.waitUntil(
@@ -296,7 +296,7 @@ bool Soak::settle()
             last = violation();
             return last.isEmpty();
         },
-        8s);
+        timeout);
     if (!ok)
         fail(last);
     return ok;
@@ -537,6 +537,10 @@ int Soak::run()
         m_windows.push_back({i, 0, client->window(0), true, false});
         m_clients.push_back(std::move(client));
     }
+    // The overlays come up a moment after start (longer under a memory profiler).
+    note(QStringLiteral("start"));
+    if (!settle(std::chrono::milliseconds(60000)))
+        return 1;
     const pid_t pid = m_app.pid();
     const int warmUp = std::min(200, m_options.events / 10);
     long rssStart = -1;
