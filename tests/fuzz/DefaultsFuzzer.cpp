@@ -1,6 +1,8 @@
 // libFuzzer target: the defaults file (an XML or binary property list) read through the defaults domain, every
 // value read back, then written and read again by a second domain: what was loaded must survive the round trip.
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <cstddef>
@@ -12,10 +14,19 @@ using namespace tamsinvale;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
+    // The domain watches its file for outside edits, which needs an application object.
+    static int argc = 1;
+    static char name[] = "tamsinvale_defaults_fuzzer";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication application(argc, argv);
     static QTemporaryDir root;
+    // An unreadable file is moved aside and logged: both are expected here, at every other input.
+    static const bool quiet = (qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {}), true);
+    (void)quiet;
     const QString path = root.path() + QStringLiteral("/defaults.plist");
-    QFile::remove(path);
-    QFile::remove(path + QStringLiteral(".unreadable"));
+    QDir dir(root.path());
+    for (const QString& name : dir.entryList(QDir::Files))
+        dir.remove(name);
     {
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly))

@@ -30,6 +30,7 @@ struct Options {
     int events = 10000;
     std::uint64_t seed = 0;
     QString artifacts;
+    QStringList only;  // event kinds to draw from (all when empty), for narrowing a problem down
 };
 
 struct SoakWindow {
@@ -84,7 +85,7 @@ private:
     QList<QRect> shapeOf(xcb_window_t window);
     // Empty when every invariant holds, else what does not.
     QString violation();
-    bool settle();
+    bool settle(std::chrono::milliseconds timeout = std::chrono::milliseconds(8000));
 
     void event(int n);
     void openWindow();
@@ -239,17 +240,30 @@ QString Soak::violation()
                                     [&](const SoakWindow& w) { return w.id == active.first() && w.mapped; });
     if (known == m_windows.end() || isFullScreen(known->id))
         return {};
-    const xcb_window_t frame = frameOf(known->id);
-    const int at = indexOf(frame);
-    if (at < 0 || !children[at].viewable)
+    const int activeAt = indexOf(frameOf(known->id));
+    if (activeAt < 0 || !children[activeAt].viewable)
         return {};
-    const QRect frameRect = children[at].rect;
     std::optional<QRect> monitor;
     for (const QRect& m : monitors())
-        if (m.contains(frameRect.center()))
+        if (m.contains(children[activeAt].rect.center()))
             monitor = m;
     if (!monitor)
         return {};
+    // The window the overlay belongs under: the active application's frontmost window on that monitor (a manager
+    // may focus a window without raising it, after a restart for instance).
+    int at = activeAt;
+    xcb_window_t target = known->id;
+    for (const SoakWindow& sw : m_windows) {
+        if (sw.client != known->client || !sw.mapped)
+            continue;
+        const int f = indexOf(frameOf(sw.id));
+        if (f > at && children[f].viewable && monitor->contains(children[f].rect.center())) {
+            at = f;
+            target = sw.id;
+        }
+    }
+    const xcb_window_t frame = children[at].id;
+    const QRect frameRect = children[at].rect;
     // A window filling a monitor (full screen, or a frame at its origin with at least 98 % of its area) hides the
     // overlays: dimming steps aside for it.
     for (const SoakWindow& sw : m_windows) {
@@ -274,16 +288,17 @@ QString Soak::violation()
                 overFrame = overFrame || r.translated(o.geometry.topLeft()).intersects(frameRect.adjusted(2, 2, -2, -2));
             if (!overFrame)
                 return {};
-            return QStringLiteral("overlay 0x%1 is above the active window 0x%2 and covers it")
-                .arg(o.id, 0, 16).arg(known->id, 0, 16);
+            return QStringLiteral("overlay 0x%1 is above the active application's frontmost window 0x%2 and covers it")
+                .arg(o.id, 0, 16).arg(target, 0, 16);
         }
-        return QStringLiteral("overlay 0x%1 (stack %2) is not directly below the active window's frame 0x%3 (stack %4)")
+        return QStringLiteral("overlay 0x%1 (stack %2) is not directly below the frame 0x%3 (stack %4) of the active "
+                              "application's frontmost window")
             .arg(o.id, 0, 16).arg(o.stackIndex).arg(frame, 0, 16).arg(at);
     }
     return QStringLiteral("no overlay on the monitor of the active window 0x%1").arg(known->id, 0, 16);
 }
 
-bool Soak::settle()
+bool Soak::settle(std::chrono::milliseconds timeout)
 {
     QString last;
     const bool ok = m_s.waitUntil(
@@ -291,7 +306,7 @@ bool Soak::settle()
             last = violation();
             return last.isEmpty();
         },
-        8s);
+        timeout);
     if (!ok)
         fail(last);
     return ok;
@@ -500,18 +515,23 @@ void Soak::event(int n)
         {"quick dim", 2, &Soak::toggleQuickDim},   {"clear screens", 2, &Soak::toggleClearScreens},
         {"settings", 3, &Soak::changeSetting},
     };
+    auto weight = [this](const Kind& k) {
+        return m_options.only.isEmpty() || m_options.only.contains(QLatin1String(k.name)) ? k.weight : 0;
+    };
     int total = 0;
     for (const Kind& k : kinds)
-        total += k.weight;
+        total += weight(k);
+    if (total == 0)
+        return;
     int pick = std::uniform_int_distribution<int>(0, total - 1)(m_random);
     for (const Kind& k : kinds) {
-        if (pick < k.weight) {
+        if (pick < weight(k)) {
             note(QStringLiteral("#%1 %2").arg(n).arg(QLatin1String(k.name)));
             ++m_counts[QLatin1String(k.name)];
             (this->*k.run)();
             return;
         }
-        pick -= k.weight;
+        pick -= weight(k);
     }
 }
 
@@ -531,6 +551,10 @@ int Soak::run()
         m_windows.push_back({i, 0, client->window(0), true, false});
         m_clients.push_back(std::move(client));
     }
+    // The overlays come up a moment after start (longer under a memory profiler).
+    note(QStringLiteral("start"));
+    if (!settle(std::chrono::milliseconds(60000)))
+        return 1;
     const pid_t pid = m_app.pid();
     const int warmUp = std::min(200, m_options.events / 10);
     long rssStart = -1;
@@ -619,10 +643,12 @@ int main(int argc, char** argv)
         const QString a = QString::fromLocal8Bit(argv[i]);
         if (a == QLatin1String("--events") && i + 1 < argc)
             options.events = QString::fromLocal8Bit(argv[++i]).toInt();
+        else if (a == QLatin1String("--only") && i + 1 < argc)
+            options.only = QString::fromLocal8Bit(argv[++i]).split(QLatin1Char(','));
         else if (a == QLatin1String("--seed") && i + 1 < argc)
             options.seed = QString::fromLocal8Bit(argv[++i]).toULongLong();
         else {
-            std::fprintf(stderr, "usage: %s [--events N] [--seed S]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--events N] [--seed S] [--only KIND,KIND…]\n", argv[0]);
             return 2;
         }
     }

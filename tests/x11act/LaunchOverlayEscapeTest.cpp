@@ -99,8 +99,26 @@ TEST(LaunchOverlayEscapeTest, escapeWithModifiersHeldClosesItToo)
                          QStringLiteral("0x%1").arg(client->window(), 0, 16)}));
 
     Overlay overlay;
-    for (const QString& chord : {QStringLiteral("shift+Escape"), QStringLiteral("ctrl+Escape"),
-                                 QStringLiteral("alt+shift+Escape")}) {
+    const std::pair<QString, std::uint16_t> chords[] = {
+        {QStringLiteral("shift+Escape"), XCB_MOD_MASK_SHIFT},
+        {QStringLiteral("ctrl+Escape"), XCB_MOD_MASK_CONTROL},
+        {QStringLiteral("alt+shift+Escape"), XCB_MOD_MASK_1 | XCB_MOD_MASK_SHIFT}};
+    for (const auto& [chord, modifiers] : chords) {
+        if (s.x().keyGrabbedByAnother(escapeKeycode(), modifiers)) {
+            // The window manager binds this combination (Metacity: Alt+Shift+Escape cycles its panels), so the press
+            // is its own: the overlay cannot see it and stays up until a plain Escape.
+            overlay.controller.show(QStringLiteral("Opening XTerm…"), std::nullopt);
+            ASSERT_TRUE(xdotool({QStringLiteral("key"), chord}));
+            EXPECT_FALSE(s.waitUntil([&] { return !overlay.controller.isVisible(); }, 1s)) << chord.toStdString();
+            ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("Escape")}));
+            EXPECT_TRUE(s.waitUntil([&] { return !overlay.controller.isVisible(); }));
+            std::optional<QString> text;
+            do
+                text = client->nextText(5s);
+            while (text && text->isEmpty());
+            EXPECT_EQ(text, QStringLiteral("\x1b"));
+            continue;
+        }
         overlay.controller.show(QStringLiteral("Opening XTerm…"), std::nullopt);
         ASSERT_TRUE(overlay.controller.isVisible());
         ASSERT_TRUE(xdotool({QStringLiteral("key"), chord}));

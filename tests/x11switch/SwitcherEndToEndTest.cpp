@@ -121,6 +121,9 @@ bool workspaceCanActivate(XTestSession& s, std::int32_t pid) { return s.desktop(
 TEST(SwitcherEndToEnd, panelTakesTheKeyboardBeepsForUnboundKeysAndClosesOnEscape)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     Tamsinvale app(s);
     QString why;
     if (!app.start(&why))
@@ -146,6 +149,9 @@ TEST(SwitcherEndToEnd, panelTakesTheKeyboardBeepsForUnboundKeysAndClosesOnEscape
 TEST(SwitcherEndToEnd, bindingsBringTheirTargetsForwardAndEarlyKeysCount)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     // A test client with a desktop entry of its own, bound to "t" then "e"; xterm's entry bound to "x".
     QFile entry(s.applicationsDir() + "/tamsinvale-switch-target.desktop");
     QDir().mkpath(s.applicationsDir());

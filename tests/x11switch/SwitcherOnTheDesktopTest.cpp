@@ -83,6 +83,9 @@ std::optional<char> processState(pid_t pid)
 TEST(SwitcherOnTheDesktop, superHeldThroughTheChordStillSwitches)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     auto other = s.client({windowAt("elsewhere", 700, 100)});
     ASSERT_TRUE(other);
     auto xterm = s.application({"xterm", "-title", "chord-xterm"});
@@ -112,6 +115,9 @@ TEST(SwitcherOnTheDesktop, superHeldThroughTheChordStillSwitches)
 TEST(SwitcherOnTheDesktop, aClickIntoAnotherWindowClosesTheSwitcherAndStillReachesThatWindow)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     auto first = s.client({windowAt("first", 80, 120)});
     auto second = s.client({windowAt("second", 1300, 500)});
     ASSERT_TRUE(first && second);
@@ -155,6 +161,9 @@ TEST(SwitcherOnTheDesktop, aClickIntoAnotherWindowClosesTheSwitcherAndStillReach
 TEST(SwitcherOnTheDesktop, aScriptStartedFromAShortcutOutlivesQuit)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     QTemporaryDir dir;
     const QString pidFile = dir.filePath("script.pid");
     const QString script = dir.filePath("long-job.py");
@@ -200,6 +209,9 @@ TEST(SwitcherOnTheDesktop, aScriptStartedFromAShortcutOutlivesQuit)
 TEST(SwitcherOnTheDesktop, theLaunchOverlayWithoutACompositorAndWithOneStartedLater)
 {
     XTestSession& s = XTestSession::get();
+    if (s.windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+Space never reaches Tamsinvale; that is "
+                        "reported to the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     // An application that takes its time: no window for as long as the launcher waits.
     writeEntry(s, "slow-starter", "Name=Slow Starter\nExec=sleep 30\n");
     WindowSpec background = windowAt("work", 100, 100);
@@ -227,6 +239,18 @@ TEST(SwitcherOnTheDesktop, theLaunchOverlayWithoutACompositorAndWithOneStartedLa
         return std::nullopt;
     };
 
+    if (s.x().selectionOwner("_NET_WM_CM_S0") != XCB_WINDOW_NONE) {
+        // The window manager composites itself (Metacity, xfwm4): there is never a moment without a compositor, and
+        // the very first launch dims the screen translucently under its card.
+        ASSERT_TRUE(xdotool(s, {"key", "--delay", "40", "super+space", "w"}));
+        ASSERT_TRUE(s.waitUntil([&] { return card() && dimWindow(); })) << app.log().toStdString();
+        EXPECT_EQ(dimWindow()->depth, 32);
+        EXPECT_GT(card()->stackIndex, dimWindow()->stackIndex);
+        screenshot(s, "launch-overlay-manager-composites");
+        ASSERT_TRUE(xdotool(s, {"key", "Escape"}));
+        EXPECT_TRUE(s.waitUntil([&] { return !card(); }));
+        return;
+    }
     // No compositor: the card alone, the screen behind it not blacked out.
     ASSERT_TRUE(xdotool(s, {"key", "--delay", "40", "super+space", "w"}));
     ASSERT_TRUE(s.waitUntil([&] { return card().has_value(); })) << app.log().toStdString();

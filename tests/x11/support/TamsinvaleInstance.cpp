@@ -48,7 +48,9 @@ ToolRun TamsinvaleInstance::shortcuts(const QStringList& arguments)
 
 bool TamsinvaleInstance::start(std::chrono::milliseconds timeout)
 {
-    m_process = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", tamsinvalePath, m_logPath}, m_environment);
+    // TAMSINVALE_TEST_WRAPPER runs the binary under a tool (heaptrack, valgrind …) when set.
+    m_process = ChildProcess::start({"sh", "-c", "exec ${TAMSINVALE_TEST_WRAPPER:-} \"$0\" > \"$1\" 2>&1", tamsinvalePath, m_logPath},
+                                    m_environment);
     return m_process && waitForLog(QStringLiteral("tamsinvale.app: started:"), timeout);
 }
 

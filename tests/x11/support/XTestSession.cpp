@@ -78,6 +78,12 @@ void XTestSession::killWindowManager()
     m_wm.reset();
 }
 
+bool XTestSession::windowManagerTakesSuper()
+{
+    constexpr xcb_keycode_t superL = 133;  // evdev keycodes (Xvfb's keymap)
+    return x().keyGrabbedByAnother(superL, 0);
+}
+
 bool XTestSession::restartWindowManager()
 {
     killWindowManager();

@@ -54,6 +54,9 @@ public:
     void killWindowManager();
     bool restartWindowManager();
     bool hasWindowManager() const { return m_wm != nullptr; }
+    // Whether the manager holds the Super key alone (IceWM, for its menu): Super+Space then never reaches us, which
+    // Tamsinvale reports (WindowManagerBehaviour tests that); tests driving the app switcher by its hotkey say so.
+    bool windowManagerTakesSuper();
     // Back to one monitor covering the whole screen, as at start.
     bool resetMonitors();
 
