@@ -24,6 +24,7 @@
 #include "wallpapers/WallpaperDownloader.h"
 #include "wallpapers/WallpaperLibrary.h"
 #include "wallpapers/WallpaperList.h"
+#include "wallpapers/WallpaperRotator.h"
 #include "wallpapers/WallpaperSelection.h"
 
 namespace tamsinvale {
@@ -57,23 +58,6 @@ int usageError(QTextStream& err, const QString& message)
 {
     err << "tamsinvale wallpapers: " << message << "\n\n" << usage;
     return 2;
-}
-
-QString intervalLabel(qint64 hours)
-{
-    switch (hours) {
-    case 0:
-        return QStringLiteral("Never");
-    case 1:
-        return QStringLiteral("Every hour");
-    case 3:
-        return QStringLiteral("Every 3 hours");
-    case 12:
-        return QStringLiteral("Twice a day");
-    case 24:
-        return QStringLiteral("Once a day");
-    }
-    return QStringLiteral("Every %1 hours").arg(hours);
 }
 
 int list(WallpapersCommandContext& context, const QStringList& args, QTextStream& out, QTextStream& err)
@@ -288,7 +272,7 @@ int rotation(WallpapersCommandContext& context, const QStringList& args, QTextSt
         return paths;
     };
     if (args.isEmpty()) {
-        out << "interval: " << intervalLabel(store.settings().wallpaperRotationHours) << "\n";
+        out << "interval: " << WallpaperRotator::intervalLabel(int(store.settings().wallpaperRotationHours)) << "\n";
         const QList<QByteArray>& members = store.settings().wallpaperRotationBookmarks;
         if (members.isEmpty())
             out << "no pictures in the rotation\n";
@@ -341,8 +325,8 @@ int rotation(WallpapersCommandContext& context, const QStringList& args, QTextSt
                     s.wallpaperRotationBookmarks.append(bookmarks.create(*current));
         });
         // The first change comes one full interval from now.
-        store.defaults().setValue(QStringLiteral("tamsinvale.settings.wallpaper.rotation.lastChange"), context.now);
-        out << "rotation: " << intervalLabel(hours) << "\n";
+        store.defaults().setValue(WallpaperRotator::keyLastChange, context.now);
+        out << "rotation: " << WallpaperRotator::intervalLabel(hours) << "\n";
         return 0;
     }
     return usageError(err, QStringLiteral("unknown rotation action \"%1\"").arg(action));
