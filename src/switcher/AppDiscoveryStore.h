@@ -47,6 +47,8 @@ public:
 
     const QList<DiscoveredApp>& apps() const { return m_apps; }
     bool refreshInFlight() const { return m_refreshInFlight; }
+    // Whether a scan has finished since start (its result may have been empty).
+    bool hasScanned() const { return m_published; }
     const DiscoveryConfiguration& configuration() const { return m_configuration; }
 
     // Icons of the discovered apps are loaded by each refresh, before it publishes, so that lists show them at once.

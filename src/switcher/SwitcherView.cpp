@@ -50,6 +50,8 @@ SwitcherView::SwitcherView(ShortcutStore& store, AppDiscoveryStore& discovery, S
 
 void SwitcherView::stopFollowingStores()
 {
+    disconnect(m_firstScanDone);
+    cancelTask(m_firstScanWait);
     disconnect(&m_discovery, nullptr, this, nullptr);
     disconnect(&m_store, nullptr, this, nullptr);
 }
@@ -190,13 +192,22 @@ void SwitcherView::appear()
         updateRows(false);
         changedState = true;
     }
-    qCInfo(lcSwitcher, "view: onAppear, registering key handler");
-    QPointer<SwitcherView> self(this);
-    m_router.registerHandler([self](const SwitcherKeyEvent& event) -> std::optional<SwitcherKeyEvent> {
-        if (!self)
-            return event;
-        return self->handleKey(event);
-    });
+    if (m_discovery.hasScanned()) {
+        registerKeyHandler();
+    } else {
+        // Keys stay in the router until the first scan has published (or the wait runs out), then replay in order.
+        qCInfo(lcSwitcher, "view: onAppear, waiting for the first application scan before taking keys");
+        QPointer<SwitcherView> self(this);
+        auto registerOnce = [self] {
+            if (!self || self->m_router.hasHandler())
+                return;
+            disconnect(self->m_firstScanDone);
+            cancelTask(self->m_firstScanWait);
+            self->registerKeyHandler();
+        };
+        m_firstScanDone = connect(&m_discovery, &AppDiscoveryStore::refreshFinished, this, registerOnce);
+        m_firstScanWait = m_scheduler.postAfter(firstScanWaitSeconds, registerOnce);
+    }
     if (!m_rows.isEmpty() && m_selectedIndex != 0) {
         m_selectedIndex = 0;
         changedState = true;
@@ -204,6 +215,17 @@ void SwitcherView::appear()
     // A view made ahead of its showing is already in this state: nothing to draw again.
     if (changedState)
         emit changed();
+}
+
+void SwitcherView::registerKeyHandler()
+{
+    qCInfo(lcSwitcher, "view: onAppear, registering key handler");
+    QPointer<SwitcherView> self(this);
+    m_router.registerHandler([self](const SwitcherKeyEvent& event) -> std::optional<SwitcherKeyEvent> {
+        if (!self)
+            return event;
+        return self->handleKey(event);
+    });
 }
 
 void SwitcherView::closeAndActivate(const SwitcherRow& row)

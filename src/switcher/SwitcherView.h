@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "ShortcutInputState.h"
+#include "platform/Scheduler.h"
 #include "SwitcherKeyEvent.h"
 #include "SwitcherRow.h"
 
@@ -25,6 +26,9 @@ class SwitcherView : public QObject {
 public:
     inline static const QString footerHint = QStringLiteral("Type to filter, press key to switch, Esc to close");
     inline static const QString secondKeyHint = QStringLiteral("Press second key");
+    // Right after start the installed applications are not known yet; keys typed then wait this long at most for
+    // the first scan, so that a discovered binding is not answered with a beep.
+    static constexpr double firstScanWaitSeconds = 3.0;
 
     SwitcherView(ShortcutStore& store, AppDiscoveryStore& discovery, SwitcherKeyRouter& router, Scheduler& scheduler,
                  QObject* parent = nullptr);
@@ -81,6 +85,7 @@ private:
     void selectFirstOrNone();
     void closeAndActivate(const SwitcherRow& row);
     QStringList keysOf(const DiscoveredApp& app) const;
+    void registerKeyHandler();
 
     ShortcutStore& m_store;
     AppDiscoveryStore& m_discovery;
@@ -95,6 +100,8 @@ private:
     RowChange m_lastChange;
     int m_rowListBuilds = 0;
     bool m_appeared = false;
+    TaskHandle m_firstScanWait;
+    QMetaObject::Connection m_firstScanDone;
 };
 
 }  // namespace tamsinvale

@@ -231,6 +231,11 @@ void SwitcherWindowController::keyDown(const SwitcherKeyEvent& event)
 {
     if (!m_open || !m_router)
         return;
+    // Keys typed before the handler is there wait for it, but Escape means leave now.
+    if (!m_router->hasHandler() && event.keyCode == SwitcherKeyEvent::escape) {
+        close();
+        return;
+    }
     const std::optional<SwitcherKeyEvent> passed = m_router->route(event);
     if (!passed || !m_open)
         return;

@@ -5,6 +5,8 @@
 #include "../TestSupport.h"
 #include "SwitcherTestSupport.h"
 #include "platform/fake/FakeKeyboardCapture.h"
+#include "switcher/AppDiscoveryStore.h"
+#include "switcher/BackgroundQueue.h"
 #include "switcher/FocusablePanel.h"
 #include "switcher/SwitcherActivity.h"
 #include "switcher/SwitcherKeyRouter.h"
@@ -26,7 +28,59 @@ struct Panel : SwitcherRig {
     SwitcherWindowController controller{desktop.platform(), store, discovery, nullptr, &capture};
 };
 
+// A background queue whose work never comes back: a first scan that takes as long as it likes.
+struct StalledQueue : BackgroundQueue {
+    void run(std::function<void()>, std::function<void()>) override {}
+};
+
 }  // namespace
+
+TEST(SwitcherPanel, keysTypedBeforeTheFirstScanWaitForItAndEscapeDoesNot)
+{
+    Panel p;
+    // Opened straight after start: the installed applications are not known yet, the binding of x already is.
+    AppDiscoveryStore unscanned(p.discovery.configuration(), p.queue);
+    FakeKeyboardCapture capture;
+    SwitcherWindowController controller(p.desktop.platform(), p.store, unscanned, nullptr, &capture);
+    controller.show();
+    EXPECT_TRUE(capture.press(7, "x"));
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    waitUntil([&] { return !controller.isOpen(); }, 2000);
+    p.desktop.scheduler.runPending();
+    EXPECT_FALSE(controller.isOpen());
+    EXPECT_EQ(p.desktop.workspace.activations(), (QList<std::pair<std::int32_t, bool>>{{77, true}}));
+    EXPECT_EQ(p.desktop.workspace.beeps(), 0);
+
+    // Escape is not kept waiting.
+    AppDiscoveryStore unscannedAgain(p.discovery.configuration(), p.queue);
+    SwitcherWindowController again(p.desktop.platform(), p.store, unscannedAgain, nullptr, &capture);
+    again.show();
+    EXPECT_TRUE(capture.press(53, "\x1b"));
+    EXPECT_FALSE(again.isOpen());
+    EXPECT_FALSE(capture.isCapturing());
+}
+
+TEST(SwitcherPanel, aFirstScanThatNeverEndsHoldsKeysOnlyForAWhile)
+{
+    Panel p;
+    StalledQueue stalled;
+    AppDiscoveryStore neverScanned(p.discovery.configuration(), stalled);
+    FakeKeyboardCapture capture;
+    SwitcherWindowController controller(p.desktop.platform(), p.store, neverScanned, nullptr, &capture);
+    controller.show();
+    p.desktop.scheduler.advance(SwitcherWindowController::appearFallbackSeconds);
+    ASSERT_TRUE(controller.router());
+    EXPECT_FALSE(controller.router()->hasHandler());
+    capture.press(16, "y");
+    EXPECT_EQ(p.desktop.workspace.beeps(), 0);
+    p.desktop.scheduler.advance(SwitcherView::firstScanWaitSeconds);
+    EXPECT_TRUE(controller.router()->hasHandler());
+    // The panel answers again: an unbound key beeps.
+    capture.press(16, "y");
+    EXPECT_EQ(p.desktop.workspace.beeps(), 1);
+    EXPECT_TRUE(controller.isOpen());
+    controller.close();
+}
 
 TEST(SwitcherPanel, aKeyTypedRightAfterTheHotkeyIsNotLost)
 {

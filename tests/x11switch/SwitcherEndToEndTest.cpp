@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <algorithm>
+#include <iostream>
 
 #include "ChildProcess.h"
 #include "ProgramRun.h"
@@ -49,6 +51,9 @@ public:
     }
     ~Tamsinvale()
     {
+        // A failed test shows what the app said; otherwise a lost key leaves nothing to go on.
+        if (::testing::Test::HasFailure() && !m_transcript.isEmpty())
+            std::cerr << "--- what tamsinvale logged (read so far) ---\n" << m_transcript.join('\n').toStdString() << "\n";
         if (m_app && m_app->running()) {
             runWith(env, {binary(), "ctl", "quit"});
             m_app->waitForExit(10s, nullptr);
@@ -67,6 +72,7 @@ public:
         }
         bool installed = false;
         while (auto line = m_app->readLine(20s)) {
+            m_transcript.append(*line);
             installed = installed || line->startsWith("tamsinvale.switcher: switcher: installed");
             if (line->startsWith("tamsinvale.app: started:"))
                 break;
@@ -75,9 +81,20 @@ public:
             *why = "this build of tamsinvale does not wire the app switcher in (no \"switcher: installed\")";
         return installed;
     }
-    std::optional<QString> waitForLog(const QString& text, std::chrono::milliseconds timeout = 10s)
+    bool waitForLog(const QString& text, std::chrono::milliseconds timeout = 10s)
     {
-        return m_app->readLineStartingWith("tamsinvale.switcher: " + text, timeout);
+        const QString wanted = "tamsinvale.switcher: " + text;
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (std::chrono::steady_clock::now() < deadline) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            const auto line = m_app->readLine(std::max(left, 1ms));
+            if (!line)
+                return false;
+            m_transcript.append(*line);
+            if (line->startsWith(wanted))
+                return true;
+        }
+        return false;
     }
 
     QStringList env;
@@ -87,6 +104,7 @@ private:
     QTemporaryDir m_config;
     SessionBus m_bus;
     std::unique_ptr<ChildProcess> m_app;
+    QStringList m_transcript;
 };
 
 bool panelViewable(XTestSession& s)
