@@ -75,6 +75,34 @@ TEST(PlistDefaultsDomain, roundTripsEveryValueTypeThroughTheFile)
     EXPECT_TRUE(readAll(path).startsWith("<?xml"));
 }
 
+TEST(PlistDefaultsDomain, valuesXmlCannotCarryKeepTheFileReadable)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+    // A string with a control character (a binary file may hold one), a date with milliseconds, and dates past
+    // what the file format's 32-bit seconds reach.
+    const QString odd = QStringLiteral("3F2504E0-4F8") + QChar(0x19) + QStringLiteral("-11D3");
+    const QDateTime precise(QDate(2026, 1, 2), QTime(3, 4, 4, 821), Qt::UTC);
+    const QDateTime early(QDate(1900, 1, 1), QTime(0, 0), Qt::UTC);
+    const QDateTime late(QDate(2200, 1, 1), QTime(0, 0), Qt::UTC);
+    {
+        PlistDefaultsDomain d(path);
+        d.setValue("installID", odd);
+        d.setValue("when", precise);
+        d.setValue("early", early);
+        d.setValue("late", late);
+        ASSERT_TRUE(d.synchronize());
+    }
+    PlistDefaultsDomain d(path);
+    EXPECT_EQ(d.movedAsidePath(), QString());
+    EXPECT_EQ(d.stringValue("installID"), odd);
+    EXPECT_EQ(d.value("when"), QVariant(precise));
+    // Held at the ends of the range, never wrapped round to the other end.
+    EXPECT_LT(d.value("early")->toDateTime().date().year(), 1933);
+    EXPECT_GT(d.value("late")->toDateTime().date().year(), 2068);
+    EXPECT_TRUE(readAll(path).startsWith("bplist00"));
+}
+
 TEST(PlistDefaultsDomain, writesReplaceTheFileAtomically)
 {
     QTemporaryDir dir;

@@ -583,10 +583,12 @@ int Soak::run()
         toggleQuickDim();
     if (m_clearScreens)
         toggleClearScreens();
-    // A client process left without windows is still running, so Tamsinvale rightly watches for its exit
-    // (one pidfd each); give each such client a window again, as at the warm-up, before counting descriptors.
+    // A client process left without a window on screen (closed or unmapped: either leaves the client list) is
+    // still running, so Tamsinvale rightly watches for its exit (one pidfd each); give each such client a window
+    // again, as at the warm-up, before counting descriptors.
     for (int client = 0; client < int(m_clients.size()); ++client)
-        if (std::none_of(m_windows.cbegin(), m_windows.cend(), [client](const SoakWindow& w) { return w.client == client; }))
+        if (std::none_of(m_windows.cbegin(), m_windows.cend(),
+                         [client](const SoakWindow& w) { return w.client == client && w.mapped; }))
             openWindowOf(client);
     if (!settle())
         return 1;

@@ -1,6 +1,9 @@
 // libplist glue: property list nodes to QVariant (bool, qint64, double, QString, QByteArray, QDateTime, list, map).
 #include "PlistCodec.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include <QDateTime>
 #include <QRegularExpression>
 #include <QTimeZone>
@@ -62,7 +65,8 @@ std::optional<QVariant> toVariant(plist_t node, int depth)
         int32_t sec = 0;
         int32_t usec = 0;
         plist_get_date_val(node, &sec, &usec);
-        return QVariant(referenceDate().addMSecs(qint64(sec) * 1000 + usec / 1000));
+        // Binary files keep the date as floating-point seconds: 0.821 s comes back as 820999 µs, so round.
+        return QVariant(referenceDate().addMSecs(qint64(sec) * 1000 + std::llround(usec / 1000.0)));
     }
     case PLIST_ARRAY: {
         QVariantList list;
@@ -121,7 +125,11 @@ plist_t fromVariant(const QVariant& v)
         return plist_new_data(b.constData(), static_cast<uint64_t>(b.size()));
     }
     if (type == QMetaType::fromType<QDateTime>()) {
-        const qint64 ms = referenceDate().msecsTo(v.toDateTime());
+        // libplist keeps whole seconds in 32 bits (about 1932 to 2069): a date outside is held at the nearest end
+        // rather than wrapped around to the other.
+        const qint64 ms = std::clamp(referenceDate().msecsTo(v.toDateTime()),
+                                     qint64(std::numeric_limits<int32_t>::min()) * 1000,
+                                     qint64(std::numeric_limits<int32_t>::max()) * 1000);
         return plist_new_date(static_cast<int32_t>(ms / 1000), static_cast<int32_t>((ms % 1000) * 1000));
     }
     if (type == QMetaType::fromType<QVariantList>() || type == QMetaType::fromType<QStringList>()) {
@@ -237,6 +245,49 @@ QByteArray PlistCodec::toXml(const QVariantMap& dictionary)
     QByteArray out(xml ? xml : "", xml ? static_cast<qsizetype>(length) : 0);
     free(xml);
     return out;
+}
+
+QByteArray PlistCodec::toBinary(const QVariantMap& dictionary)
+{
+    PlistPtr root(fromVariant(QVariant(dictionary)));
+    char* binary = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root.get(), &binary, &length);
+    QByteArray out(binary ? binary : "", binary ? static_cast<qsizetype>(length) : 0);
+    free(binary);
+    return out;
+}
+
+bool PlistCodec::xmlCanHold(const QVariant& value)
+{
+    auto textFits = [](const QString& text) {
+        for (const QChar c : text) {
+            const char16_t u = c.unicode();
+            if ((u < 0x20 && u != u'\t' && u != u'\n' && u != u'\r') || u == 0xfffe || u == 0xffff)
+                return false;
+        }
+        // Line breaks survive, but "\r" and "\r\n" come back as "\n" from any XML reader.
+        return !text.contains(QLatin1Char('\r'));
+    };
+    const QMetaType type = value.metaType();
+    if (type == QMetaType::fromType<QString>())
+        return textFits(value.toString());
+    if (type == QMetaType::fromType<QStringList>() || type == QMetaType::fromType<QVariantList>()) {
+        const QVariantList items = value.toList();
+        return std::all_of(items.begin(), items.end(), [](const QVariant& item) { return xmlCanHold(item); });
+    }
+    if (type == QMetaType::fromType<QVariantMap>()) {
+        const QVariantMap map = value.toMap();
+        for (auto it = map.begin(); it != map.end(); ++it)
+            if (!textFits(it.key()) || !xmlCanHold(it.value()))
+                return false;
+    }
+    return true;
+}
+
+QByteArray PlistCodec::forFile(const QVariantMap& dictionary)
+{
+    return xmlCanHold(QVariant(dictionary)) ? toXml(dictionary) : toBinary(dictionary);
 }
 
 }  // namespace tamsinvale

@@ -14,6 +14,12 @@ public:
     // Any root value; nothing when unreadable.
     static std::optional<QVariant> parse(const QByteArray& bytes);
     static QByteArray toXml(const QVariantMap& dictionary);
+    static QByteArray toBinary(const QVariantMap& dictionary);
+    // What a settings file holds: XML, which people can read and edit, unless a string or key has characters
+    // XML cannot carry (control characters other than tab and line breaks, which a binary file may hold); then
+    // binary, so that nothing is lost.
+    static QByteArray forFile(const QVariantMap& dictionary);
+    static bool xmlCanHold(const QVariant& value);
 };
 
 }  // namespace tamsinvale

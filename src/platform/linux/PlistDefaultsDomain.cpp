@@ -165,7 +165,7 @@ bool PlistDefaultsDomain::synchronize()
         }
     }
     QDir().mkpath(QFileInfo(m_path).absolutePath());
-    const QByteArray bytes = PlistCodec::toXml(m_values);
+    const QByteArray bytes = PlistCodec::forFile(m_values);
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
         qCWarning(lcDefaults).noquote() << "could not write settings file" << m_path << ":" << file.errorString();
