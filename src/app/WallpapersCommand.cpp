@@ -14,6 +14,7 @@
 
 #include "platform/Bookmarks.h"
 #include "platform/linux/DesktopDefaultPicture.h"
+#include "platform/linux/InterruptSignal.h"
 #include "platform/linux/LibarchiveUnpacker.h"
 #include "platform/linux/PathBookmarks.h"
 #include "platform/linux/PlistCodec.h"
@@ -390,14 +391,16 @@ int runWallpapersMain(int argc, char** argv, const QStringList& arguments)
     WallpapersCommandContext context{list, store, bookmarks, &downloader, {}, false, QDateTime::currentDateTimeUtc()};
     context.progressBar = ::isatty(STDERR_FILENO) == 1;
     // Every step of a download ends in an event posted to this thread, so waiting for events never misses one.
-    context.runUntil = [](const std::function<bool()>& done) {
-        while (!done())
+    // Ctrl-C ends the wait: the download is given up and its temporary files go with the session below.
+    InterruptSignal interrupt;
+    context.runUntil = [&interrupt](const std::function<bool()>& done) {
+        while (!done() && !interrupt.raised())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     };
     const int code = runWallpapersCommand(context, arguments, out, err);
     out.flush();
     defaults.synchronize();
-    return code;
+    return interrupt.raised() ? 128 + interrupt.signalNumber() : code;
 }
 
 }  // namespace tamsinvale

@@ -8,8 +8,10 @@ import json
 import os
 import plistlib
 import shutil
+import signal
 import subprocess
 import sys
+import time
 import tempfile
 import zipfile
 
@@ -80,6 +82,7 @@ def run(binary, work):
             asset("Mojave", "redirect-to-http/big-sur.zip"),
             asset("Missing", "missing.zip"),
             asset("Tampered", "big-sur.zip", sha1=b"\0" * 20),
+            asset("Stalled", "stall/big-sur.zip"),
         ]}, f)
     env = dict(os.environ, HOME=home, XDG_DATA_HOME=data_home, XDG_CONFIG_HOME=os.path.join(home, ".config"),
                XDG_DATA_DIRS=os.path.join(work, "no-system-pictures"), TMPDIR=os.path.join(work, "tmp"),
@@ -101,7 +104,7 @@ def run(binary, work):
             return plistlib.load(f)
 
     before = listing()
-    check(sorted(before) == ["Big Sur", "Catalina", "Missing", "Mojave", "Tampered"], f"listed {sorted(before)}")
+    check(sorted(before) == ["Big Sur", "Catalina", "Missing", "Mojave", "Stalled", "Tampered"], f"listed {sorted(before)}")
     check(not before["Big Sur"]["local"] and before["Big Sur"]["url"] == base + "big-sur.zip",
           f"Big Sur before download: {before['Big Sur']}")
     text = tamsinvale("list")
@@ -130,6 +133,31 @@ def run(binary, work):
     check(sorted(defaults().get("tamsinvale.wallpaper.downloads.unfinished", [])) == ["Missing", "Mojave", "Tampered"],
           f"failed downloads are kept for the next start: {defaults().get('tamsinvale.wallpaper.downloads.unfinished')}")
     check(os.listdir(env["TMPDIR"]) == [], f"temporary files left: {os.listdir(env['TMPDIR'])}")
+
+    # Ctrl-C while a download is under way (the server has sent half and waits): the command stops at once,
+    # says so, and leaves no temporary file behind.
+    stalled = subprocess.Popen([binary, "wallpapers", "download", "Stalled"], env=env, stderr=subprocess.PIPE,
+                               stdout=subprocess.DEVNULL, text=True)
+    def writing_into_tmp():
+        # The download's file (unnamed until it is complete) is open in the temporary folder.
+        fds = f"/proc/{stalled.pid}/fd"
+        try:
+            return any(os.readlink(os.path.join(fds, fd)).startswith(env["TMPDIR"]) for fd in os.listdir(fds))
+        except OSError:
+            return False
+    deadline = time.monotonic() + 60
+    while not writing_into_tmp() and time.monotonic() < deadline and stalled.poll() is None:
+        time.sleep(0.05)  # polling the process's open files
+    check(writing_into_tmp(), "the stalled download is writing into the temporary folder")
+    stalled.send_signal(signal.SIGINT)
+    try:
+        _, stderr = stalled.communicate(timeout=20)
+    except subprocess.TimeoutExpired:
+        stalled.kill()
+        check(False, "Ctrl-C did not stop the download")
+    check(stalled.returncode == 130 and "interrupted" in stderr, f"Ctrl-C: {stalled.returncode} {stderr}")
+    check(os.listdir(env["TMPDIR"]) == [], f"temporary files left after Ctrl-C: {os.listdir(env['TMPDIR'])}")
+    check(not any(n.startswith("Stalled") for n in os.listdir(installed)), "the interrupted download installed nothing")
 
     # Choosing pictures: by id, by file, for one screen; a remote one is downloaded first.
     out = tamsinvale("use", "Big Sur")
