@@ -1,3 +1,4 @@
+// A choice of background, and the history of choices the picker offers again.
 #include "WallpaperSelection.h"
 
 #include "platform/Bookmarks.h"
@@ -14,6 +15,13 @@ void WallpaperSelection::apply(SettingsStore& store, const Bookmarks& bookmarks,
             s.focusDimPerScreenImageBookmarks.insert(*screenUUID, bookmark);
         else
             s.focusDimBackgroundImageBookmark = bookmark;
+        QList<QByteArray>& history = s.wallpaperHistoryBookmarks;
+        history.removeIf([&](const QByteArray& earlier) {
+            return earlier == bookmark || bookmarks.resolve(earlier) == std::optional<QString>(path);
+        });
+        history.prepend(bookmark);
+        if (history.size() > historyLimit)
+            history.resize(historyLimit);
     });
 }
 
