@@ -14,6 +14,7 @@
 #include "GeneralPage.h"
 #include "HotkeysPage.h"
 #include "InactiveAppsPage.h"
+#include "WallpapersPage.h"
 #include "WindowSizesPage.h"
 
 namespace tamsinvale {
@@ -83,6 +84,7 @@ QWidget* SettingsWindow::buildPage(SettingsPage page)
 {
     switch (page) {
     case SettingsPage::dimming: return new DimmingPage(m_context);
+    case SettingsPage::wallpapers: return new WallpapersPage(m_context);
     case SettingsPage::hotkeys: return new HotkeysPage(m_context);
     case SettingsPage::appShortcuts: return new AppShortcutsPage(m_context);
     case SettingsPage::windowSizes: return new WindowSizesPage(m_context);
