@@ -273,8 +273,8 @@ int runApplication(int argc, char** argv, bool verbose)
         [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); },
         {&wallpaperSession, &wallpaperInstalls, &wallpaperUnpacker, QDir::tempPath()},
         [&dimmer] { dimmer.applyAppearance(); });
-    // The picker's previews are decoded on the thread pool and kept on disk between runs.
-    ThreadPoolBackgroundQueue thumbnailQueue;
+    // The picker's previews are decoded on two threads of their own and kept on disk between runs.
+    ThreadPoolBackgroundQueue thumbnailQueue(2);
     WallpaperThumbnails thumbnails(
         thumbnailQueue,
         QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/tamsinvale/wallpaper-thumbnails"),

@@ -72,6 +72,9 @@ QWidget* SettingsWindow::page(SettingsPage page)
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
     scroll->setFocusPolicy(Qt::NoFocus);
+    // The pictures flow into as many columns as fit: that page never needs to scroll sideways.
+    if (page == SettingsPage::wallpapers)
+        scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     QWidget* content = buildPage(page);
     content->setObjectName(settingsPageName(page));
     scroll->setWidget(content);

@@ -57,7 +57,7 @@ TEST(WallpaperThumbnails, decodedOffTheCallingThreadCroppedToSizeAndKeptInMemory
         reader.setScaledSize(reader.size().scaled(pixels, Qt::KeepAspectRatioByExpanding));
         return reader.read();
     };
-    ThreadPoolBackgroundQueue pool;
+    ThreadPoolBackgroundQueue pool(2);
     {
         WallpaperThumbnails thumbnails(pool, cache, previewPixels, decoder);
         EXPECT_FALSE(thumbnails.thumbnail(picture)) << "never decoded while the caller waits";
