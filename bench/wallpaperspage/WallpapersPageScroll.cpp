@@ -1,14 +1,17 @@
 // Latency harness: the settings window's Wallpapers page with 200 pictures (2560 × 1600 JPEGs), opened and scrolled
 // top to bottom and back, a step every 16 ms, while the previews are decoded. The main thread's busy stretches are
 // measured between the event loop's wake-ups and its going back to sleep; the longest one is the stall a person
-// would see, and the main thread's work per frame (between two scroll steps) says whether scrolling keeps up. Run
-// cold (no preview cache on disk) and warm (the cache a previous run wrote).
+// would see, and the main thread's work per frame (between two scroll steps) says whether scrolling keeps up. The
+// main thread's CPU time per frame is reported beside it: on a loaded machine the wall-clock figures include time
+// the thread was ready but not running, the CPU time is what the page itself costs. Run cold (no preview cache on
+// disk) and warm (the cache a previous run wrote).
 //
 // usage: tamsinvale_wallpaperspage_latency [PICTURES]   (default 200). Qt's offscreen platform unless
 // QT_QPA_PLATFORM says otherwise.
 //
 // Budgets: opening the page (building 200 tiles and the first paint) ≤ 150 ms; while scrolling, the main thread's
-// work per 16 ms frame at p95 ≤ 8 ms and its longest busy stretch ≤ 50 ms; no picture decoded on the main thread.
+// work per 16 ms frame at p95 ≤ 8 ms (wall clock) and its CPU time per frame at p95 ≤ 4 ms, the longest busy
+// stretch ≤ 50 ms; no picture decoded on the main thread.
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QElapsedTimer>
@@ -20,6 +23,7 @@
 #include <QThreadPool>
 #include <QTimer>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 #include "../x11/LatencyHarness.h"
@@ -120,9 +124,17 @@ public:
     }
 };
 
+double threadCpuMs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
+}
+
 struct Outcome {
     double openMs = 0;
     std::vector<double> frames;  // main-thread work per scroll step
+    std::vector<double> cpuFrames;  // main-thread CPU time per scroll step
     double longest = 0;
     double firstScreenMs = 0;    // until the tiles shown at opening have their previews
     int previews = 0;
@@ -187,6 +199,7 @@ Outcome openAndScroll(const WallpaperLocations& locations, const QString& cacheF
     firstScreenWatch.start();
     meter.record(true);
     meter.busySinceLastSample();
+    double cpuBefore = threadCpuMs();
     // Down and back up in 40-pixel steps, one step a frame.
     QEventLoop loop;
     int direction = 1;
@@ -194,6 +207,9 @@ Outcome openAndScroll(const WallpaperLocations& locations, const QString& cacheF
     step.setInterval(16);
     QObject::connect(&step, &QTimer::timeout, [&] {
         outcome.frames.push_back(meter.busySinceLastSample());
+        const double cpuNow = threadCpuMs();
+        outcome.cpuFrames.push_back(cpuNow - cpuBefore);
+        cpuBefore = cpuNow;
         bar->setValue(bar->value() + direction * 40);
         if (direction > 0 && bar->value() >= bar->maximum())
             direction = -1;
@@ -256,7 +272,10 @@ int main(int argc, char** argv)
         reportFigure(name + ": main-thread work per frame while scrolling (longest stretch " +
                          std::to_string(int(longest + 0.5)) + " ms, ≤ 50)",
                      "p95 ≤ 8 ms", percentile(o.frames, 0.5), p95, scrollOk);
-        pass = pass && o.openMs <= 150 && scrollOk && o.decodesOnMain == 0 && o.previews == count;
+        const double cpuP95 = percentile(o.cpuFrames, 0.95);
+        reportFigure(name + ": main-thread CPU time per frame while scrolling", "p95 ≤ 4 ms",
+                     percentile(o.cpuFrames, 0.5), cpuP95, cpuP95 <= 4);
+        pass = pass && o.openMs <= 150 && scrollOk && cpuP95 <= 4 && o.decodesOnMain == 0 && o.previews == count;
         if (o.decodesOnMain != 0)
             std::printf("FAIL: %d pictures were decoded on the main thread\n", o.decodesOnMain);
     }
