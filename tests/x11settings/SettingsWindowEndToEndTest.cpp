@@ -2,8 +2,9 @@
 // person would: opened with `tamsinvale ctl settings`, it takes the focus; a new app-switcher combination pressed
 // into its recorder field (the global hotkeys let go of the keyboard meanwhile) opens the switcher afterwards
 // while the old one no longer does; a key typed beside XTerm switches to it; a preset's width edited to ".5" with a
-// recorded hotkey resizes a window; on the Wallpapers page a picture chosen from the keyboard becomes the background
-// and the rotation toggles fill the rotation set. Every page is kept as a screenshot in the artifacts.
+// recorded hotkey resizes a window; on the Wallpapers page a picture chosen from the keyboard becomes the background,
+// the rotation toggles fill the rotation set, and a picture marked ↓ is downloaded from a local HTTPS server and
+// then becomes the background. Every page is kept as a screenshot in the artifacts.
 #include <gtest/gtest.h>
 
 #include <QDir>
@@ -324,19 +325,40 @@ TEST(SettingsWindowEndToEnd, wallpapersPageChoosesAPictureAndFillsTheRotation)
     const QString coast = writeLandscape(app.pictures + "/Coast.png", QColor(240, 160, 90), QColor(70, 60, 90));
     writeLandscape(app.pictures + "/Dunes.png", QColor(250, 200, 120), QColor(200, 140, 70));
     writeLandscape(app.pictures + "/Lines Graphic.png", QColor(40, 40, 60), QColor(200, 60, 120));
-    // A catalogue picture that is not here: shown with "↓" (it is not clicked here; the unit tests download).
+    // A catalogue picture that is not here, served as the platform packs it (AssetData/<picture> in a zip) by a
+    // local HTTPS server whose certificate only this instance trusts.
+    QTemporaryDir work;
+    const QString served = work.filePath("served");
+    QDir().mkpath(served);
+    const QString cert = work.filePath("cert.pem"), key = work.filePath("key.pem");
+    int exitCode = -1;
+    runTool({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj", "/CN=127.0.0.1",
+             "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key, "-out", cert},
+            30s, &exitCode);
+    ASSERT_EQ(exitCode, 0) << "openssl is needed";
+    const QString bigSurPicture = writeLandscape(work.filePath("Big Sur.png"), QColor(30, 60, 120), QColor(20, 90, 110));
+    runTool({"python3", "-c",
+             "import sys, zipfile; z = zipfile.ZipFile(sys.argv[1], 'w'); z.write(sys.argv[2], 'AssetData/Big Sur.png')",
+             served + "/big-sur.zip", bigSurPicture},
+            30s, &exitCode);
+    ASSERT_EQ(exitCode, 0);
+    auto server = ChildProcess::start({"python3", TAMSINVALE_ARCHIVE_SERVER, served, cert, key});
+    ASSERT_TRUE(server);
+    const std::optional<QString> port = server->readLine(10s);
+    ASSERT_TRUE(port) << "the archive server did not start";
     QFile catalogue(app.dataHome + "/Tamsinvale/DesktopPictureCatalog.xml");
     QDir().mkpath(app.dataHome + "/Tamsinvale");
     ASSERT_TRUE(catalogue.open(QIODevice::WriteOnly));
-    catalogue.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+    catalogue.write(QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Assets</key><array><dict>
 <key>DesktopPictureID</key><string>Big Sur</string>
-<key>__BaseURL</key><string>https://127.0.0.1:9/</string>
+<key>__BaseURL</key><string>https://127.0.0.1:%1/</string>
 <key>__RelativePath</key><string>big-sur.zip</string>
-<key>_DownloadSize</key><integer>1000</integer>
+<key>_DownloadSize</key><integer>%2</integer>
 </dict></array></dict></plist>
-)");
+)").arg(port->trimmed()).arg(QFileInfo(served + "/big-sur.zip").size()).toUtf8());
     catalogue.close();
+    app.env << "TAMSINVALE_EXTRA_CA_CERTIFICATES=" + cert;
     ASSERT_FALSE(alpine.isEmpty() || coast.isEmpty());
     ASSERT_TRUE(app.start()) << app.log().toStdString();
 
@@ -356,15 +378,24 @@ TEST(SettingsWindowEndToEnd, wallpapersPageChoosesAPictureAndFillsTheRotation)
         return rotation.contains(alpine) && rotation.contains(coast);
     })) << app.run({"wallpapers", "rotation"}).output.toStdString();
 
+    screenshot(s, "wallpapers-before-download");
+    // Back to Big Sur (its toggle is skipped) and chosen: downloaded, installed, then the background.
+    ASSERT_TRUE(press(s, {"shift+Tab", "shift+Tab", "space"}));
+    const QString installed = app.dataHome + "/Tamsinvale/Wallpapers/Big Sur.png";
+    ASSERT_TRUE(s.waitUntil([&] {
+        return app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.trimmed() == base64Json(installed);
+    }, 20s)) << app.log().toStdString();
+    EXPECT_TRUE(app.log().contains("downloading wallpaper 'Big Sur'"));
+
     // A choice made on the command line shows on the open page (the screenshot shows Coast marked).
     const ToolRun used = app.run({"wallpapers", "use", coast});
     EXPECT_EQ(used.exitCode, 0) << used.output.toStdString();
     ASSERT_TRUE(s.waitUntil([&] {
         return app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.trimmed() == base64Json(coast);
     }));
-    // Its previews come from the thread pool and are kept on disk.
+    // Its previews come from the thread pool and are kept on disk, the downloaded picture's too.
     EXPECT_TRUE(s.waitUntil([&] {
-        return QDir(app.cacheHome() + "/tamsinvale/wallpaper-thumbnails").entryList(QDir::Files).size() >= 4;
+        return QDir(app.cacheHome() + "/tamsinvale/wallpaper-thumbnails").entryList(QDir::Files).size() >= 5;
     })) << app.log().toStdString();
     screenshot(s, "wallpapers");
 }
