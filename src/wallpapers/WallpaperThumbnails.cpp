@@ -47,6 +47,38 @@ WallpaperThumbnails::WallpaperThumbnails(BackgroundQueue& queue, QString diskFol
 {
     if (!m_decoder)
         m_decoder = [](const QString& path, const QSize& pixels) { return PictureDecoder::decode(path, pixels).image; };
+    if (!m_diskFolder.isEmpty())
+        pruneDiskCache();
+}
+
+void WallpaperThumbnails::pruneDiskCache(int limit)
+{
+    if (m_diskFolder.isEmpty())
+        return;
+    const QString folder = m_diskFolder;
+    m_queue.run(
+        [folder, limit] {
+            QFileInfoList files = QDir(folder).entryInfoList({QStringLiteral("*.png")}, QDir::Files, QDir::Time);
+            if (files.size() <= limit)
+                return;
+            // Newest first: what lies beyond three quarters of the limit goes.
+            for (qsizetype i = limit * 3 / 4; i < files.size(); ++i)
+                QFile::remove(files[i].filePath());
+        },
+        [] {});
+}
+
+void WallpaperThumbnails::makeRoom()
+{
+    while (m_entries.size() >= m_memoryLimit) {
+        auto oldest = m_entries.end();
+        for (auto it = m_entries.begin(); it != m_entries.end(); ++it)
+            if (it->status != Status::loading && (oldest == m_entries.end() || it->lastUse < oldest->lastUse))
+                oldest = it;
+        if (oldest == m_entries.end())
+            return;  // only loads under way
+        m_entries.erase(oldest);
+    }
 }
 
 WallpaperThumbnails::~WallpaperThumbnails() { *m_alive = false; }
@@ -77,16 +109,19 @@ bool WallpaperThumbnails::hasFailed(const QString& path) const
 std::optional<QImage> WallpaperThumbnails::thumbnail(const QString& path)
 {
     const std::optional<Version> version = versionOf(path);
+    if (!m_entries.contains(path))
+        makeRoom();
     Entry& entry = m_entries[path];
+    entry.lastUse = ++m_uses;
     if (!version) {
-        entry = Entry{Version{}, Status::failed, {}};
+        entry = Entry{Version{}, Status::failed, {}, m_uses};
         return std::nullopt;
     }
     if (entry.version == *version && entry.status != Status::loading)
         return entry.status == Status::ready ? std::optional<QImage>(entry.image) : std::nullopt;
     if (entry.version == *version)
         return std::nullopt;  // on its way
-    entry = Entry{*version, Status::loading, {}};
+    entry = Entry{*version, Status::loading, {}, m_uses};
 
     const QString cacheFile = m_diskFolder.isEmpty()
         ? QString()

@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QSize>
 #include <QString>
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -31,6 +32,15 @@ public:
     ~WallpaperThumbnails() override;
 
     QSize pixelSize() const { return m_pixelSize; }
+
+    // Previews kept in memory: beyond this many, the ones asked for longest ago are dropped (and read back from
+    // the disk cache when asked again).
+    void setMemoryLimit(int previews) { m_memoryLimit = std::max(1, previews); }
+    int inMemory() const { return int(m_entries.size()); }
+    // Files kept in the disk cache: beyond `limit`, the oldest are removed down to three quarters of it. Runs on the
+    // background queue; at start-up and whenever asked.
+    void pruneDiskCache(int limit = defaultDiskLimit);
+    static constexpr int defaultDiskLimit = 2000;
 
     // The preview of `path` when it is ready; otherwise nothing, and its load starts (once per version of the
     // file). `ready` tells when it has arrived or failed.
@@ -60,6 +70,7 @@ private:
         Version version;
         Status status = Status::loading;
         QImage image;
+        quint64 lastUse = 0;
     };
     struct Counters {
         std::atomic<int> decodes{0};
@@ -68,12 +79,16 @@ private:
     };
 
     static std::optional<Version> versionOf(const QString& path);
+    // Drops the previews asked for longest ago until one more fits under the memory limit.
+    void makeRoom();
 
     BackgroundQueue& m_queue;
     QString m_diskFolder;
     QSize m_pixelSize;
     Decoder m_decoder;
     QHash<QString, Entry> m_entries;
+    quint64 m_uses = 0;
+    int m_memoryLimit = 1000;
     std::shared_ptr<Counters> m_counters = std::make_shared<Counters>();
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };

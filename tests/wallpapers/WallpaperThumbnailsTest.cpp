@@ -1,5 +1,5 @@
-// The picker's previews: decoded on the thread pool and never on the calling thread, kept in memory and on disk,
-// decoded again when the file changes, and a picture that does not decode marked failed.
+// The picker's previews: decoded on the thread pool and never on the calling thread, kept in memory and on disk
+// within their limits, decoded again when the file changes, and a picture that does not decode marked failed.
 #include <gtest/gtest.h>
 
 #include <QImage>
@@ -121,6 +121,7 @@ TEST(WallpaperThumbnails, corruptAndMissingPicturesAreMarkedFailedNotRetriedUnti
     FakeScheduler scheduler;
     InlineBackgroundQueue queue(scheduler);
     WallpaperThumbnails thumbnails(queue, tmp.filePath("cache"), previewPixels);
+    const int runsBefore = queue.runs();  // the disk cache's pruning
     QSignalSpy ready(&thumbnails, &WallpaperThumbnails::ready);
     for (const QString& path : {heic, png}) {
         EXPECT_FALSE(thumbnails.thumbnail(path));
@@ -129,10 +130,51 @@ TEST(WallpaperThumbnails, corruptAndMissingPicturesAreMarkedFailedNotRetriedUnti
         EXPECT_FALSE(thumbnails.thumbnail(path));
     }
     EXPECT_EQ(ready.count(), 2);
-    EXPECT_EQ(queue.runs(), 2) << "a failure is not decoded again at every ask";
+    EXPECT_EQ(queue.runs(), runsBefore + 2) << "a failure is not decoded again at every ask";
     EXPECT_TRUE(QDir(tmp.filePath("cache")).entryList(QDir::Files).isEmpty());
 
     EXPECT_FALSE(thumbnails.thumbnail(tmp.filePath("Gone.png")));
     EXPECT_TRUE(thumbnails.hasFailed(tmp.filePath("Gone.png")));
-    EXPECT_EQ(queue.runs(), 2);
+    EXPECT_EQ(queue.runs(), runsBefore + 2);
+}
+
+TEST(WallpaperThumbnails, memoryAndDiskStayWithinTheirLimits)
+{
+    QTemporaryDir tmp;
+    const QString cache = tmp.filePath("cache");
+    // A disk cache left by earlier runs: ten files of different ages.
+    for (int i = 0; i < 10; ++i) {
+        const QString file = cache + QStringLiteral("/old%1.png").arg(i);
+        writeFile(file);
+        QFile f(file);
+        ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+        f.setFileTime(QDateTime::currentDateTime().addDays(-i), QFileDevice::FileModificationTime);
+    }
+    FakeScheduler scheduler;
+    InlineBackgroundQueue queue(scheduler);
+    WallpaperThumbnails thumbnails(queue, cache, previewPixels);
+    EXPECT_EQ(QDir(cache).entryList(QDir::Files).size(), 10) << "within the default limit";
+    thumbnails.pruneDiskCache(8);
+    EXPECT_EQ(QDir(cache).entryList(QDir::Files, QDir::Name),
+              (QStringList{"old0.png", "old1.png", "old2.png", "old3.png", "old4.png", "old5.png"}))
+        << "the newest three quarters of the limit are kept";
+
+    thumbnails.setMemoryLimit(2);
+    QStringList pictures;
+    for (const char* name : {"A.png", "B.png", "C.png"})
+        pictures << writePicture(tmp.filePath(QString::fromUtf8(name)), Qt::red);
+    for (const QString& picture : pictures) {
+        thumbnails.thumbnail(picture);
+        scheduler.runPending();
+        ASSERT_TRUE(thumbnails.thumbnail(picture));
+    }
+    EXPECT_EQ(thumbnails.inMemory(), 2);
+    EXPECT_EQ(thumbnails.decodes(), 3);
+    // The one dropped first comes back from the disk cache, not from a second decode.
+    EXPECT_FALSE(thumbnails.thumbnail(pictures[0]));
+    scheduler.runPending();
+    EXPECT_TRUE(thumbnails.thumbnail(pictures[0]));
+    EXPECT_EQ(thumbnails.decodes(), 3);
+    EXPECT_EQ(thumbnails.diskHits(), 1);
+    EXPECT_EQ(thumbnails.inMemory(), 2);
 }
