@@ -9,6 +9,7 @@
 #include <QIcon>
 #include <QPixmap>
 #include <QFileDialog>
+#include <QStandardPaths>
 #include <QMessageBox>
 #include <cstdio>
 #include <unistd.h>
@@ -26,6 +27,9 @@
 #include "platform/linux/LibarchiveUnpacker.h"
 #include "platform/linux/QtDownloadSession.h"
 #include "wallpapers/WallpaperServices.h"
+#include "wallpapers/WallpaperThumbnails.h"
+#include "settingswindow/WallpaperTileGrid.h"
+#include "switcher/BackgroundQueue.h"
 #include "platform/linux/XdgAutostartEntry.h"
 #include "platform/linux/PathBookmarks.h"
 #include "platform/linux/PlistDefaultsDomain.h"
@@ -257,6 +261,24 @@ int runApplication(int argc, char** argv, bool verbose)
             });
         });
     });
+    // The wallpaper list, downloads and their panel, for the settings window's picker and the start-up retry.
+    const QStringList dataDirectories = DesktopDefaultPicture::dataDirectoriesFromEnvironment();
+    QtDownloadSession wallpaperSession;
+    QtSerialQueue wallpaperInstalls(QStringLiteral("org.tamsinvale.Tamsinvale.WallpaperInstalls"));
+    LibarchiveUnpacker wallpaperUnpacker;
+    WallpaperServices wallpapers(
+        platform, settings,
+        WallpaperLocations::forLinux(dataDirectories, WallpaperLocations::dataHomeFromEnvironment(),
+                                     DesktopDefaultPicture::candidates(dataDirectories)),
+        [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); },
+        {&wallpaperSession, &wallpaperInstalls, &wallpaperUnpacker, QDir::tempPath()},
+        [&dimmer] { dimmer.applyAppearance(); });
+    // The picker's previews are decoded on two threads of their own and kept on disk between runs.
+    ThreadPoolBackgroundQueue thumbnailQueue(2);
+    WallpaperThumbnails thumbnails(
+        thumbnailQueue,
+        QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/tamsinvale/wallpaper-thumbnails"),
+        WallpaperTileWidget::previewSize * qApp->devicePixelRatio());
     SettingsWindowContext settingsContext;
     settingsContext.platform = platform;
     settingsContext.settings = &settings;
@@ -268,6 +290,9 @@ int runApplication(int argc, char** argv, bool verbose)
     settingsContext.permissions = &systemServices.permissions();
     settingsContext.updater = &systemServices.updater();
     settingsContext.version = QApplication::applicationVersion();
+    settingsContext.wallpapers = &wallpapers;
+    settingsContext.rotator = &rotator;
+    settingsContext.thumbnails = &thumbnails;
     settingsContext.chooseFile = [](const QString& title, const QString& filter) -> std::optional<QString> {
         const QString path = QFileDialog::getOpenFileName(QApplication::activeWindow(), title, QDir::homePath(), filter);
         return path.isEmpty() ? std::nullopt : std::optional<QString>(path);
@@ -291,17 +316,6 @@ int runApplication(int argc, char** argv, bool verbose)
     dimming->focusDimmer().imageLoader().defaultWallpaperPath = [defaultPicture] { return defaultPicture; };
 
     // Wallpaper downloads a previous run left unfinished are retried once start-up is over.
-    const QStringList dataDirectories = DesktopDefaultPicture::dataDirectoriesFromEnvironment();
-    QtDownloadSession wallpaperSession;
-    QtSerialQueue wallpaperInstalls(QStringLiteral("org.tamsinvale.Tamsinvale.WallpaperInstalls"));
-    LibarchiveUnpacker wallpaperUnpacker;
-    WallpaperServices wallpapers(
-        platform, settings,
-        WallpaperLocations::forLinux(dataDirectories, WallpaperLocations::dataHomeFromEnvironment(),
-                                     DesktopDefaultPicture::candidates(dataDirectories)),
-        [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); },
-        {&wallpaperSession, &wallpaperInstalls, &wallpaperUnpacker, QDir::tempPath()},
-        [&dimmer] { dimmer.applyAppearance(); });
     scheduler.postAfter(5.0, [&wallpapers] { wallpapers.resumeUnfinished(); });
 
     TrayIcon tray(app, settings);

@@ -8,13 +8,14 @@
 
 namespace tamsinvale {
 
-enum class SettingsPage { dimming, hotkeys, appShortcuts, windowSizes, inactiveApps, general };
+enum class SettingsPage { dimming, wallpapers, hotkeys, appShortcuts, windowSizes, inactiveApps, general };
 
 inline const QList<SettingsPage>& allSettingsPages()
 {
-    static const QList<SettingsPage> pages{SettingsPage::dimming,     SettingsPage::hotkeys,
-                                           SettingsPage::appShortcuts, SettingsPage::windowSizes,
-                                           SettingsPage::inactiveApps, SettingsPage::general};
+    static const QList<SettingsPage> pages{SettingsPage::dimming,      SettingsPage::wallpapers,
+                                           SettingsPage::hotkeys,      SettingsPage::appShortcuts,
+                                           SettingsPage::windowSizes,  SettingsPage::inactiveApps,
+                                           SettingsPage::general};
     return pages;
 }
 
@@ -22,6 +23,7 @@ inline QString settingsPageTitle(SettingsPage page)
 {
     switch (page) {
     case SettingsPage::dimming: return QStringLiteral("Dimming");
+    case SettingsPage::wallpapers: return QStringLiteral("Wallpapers");
     case SettingsPage::hotkeys: return QStringLiteral("Hotkeys");
     case SettingsPage::appShortcuts: return QStringLiteral("App Shortcuts");
     case SettingsPage::windowSizes: return QStringLiteral("Window Sizes");
@@ -31,7 +33,7 @@ inline QString settingsPageTitle(SettingsPage page)
     return {};
 }
 
-// "dimming", "hotkeys", "app-shortcuts", "window-sizes", "inactive-apps", "general".
+// "dimming", "wallpapers", "hotkeys", "app-shortcuts", "window-sizes", "inactive-apps", "general".
 inline QString settingsPageName(SettingsPage page)
 {
     return settingsPageTitle(page).toLower().replace(QLatin1Char(' '), QLatin1Char('-'));

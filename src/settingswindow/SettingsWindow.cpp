@@ -14,6 +14,7 @@
 #include "GeneralPage.h"
 #include "HotkeysPage.h"
 #include "InactiveAppsPage.h"
+#include "WallpapersPage.h"
 #include "WindowSizesPage.h"
 
 namespace tamsinvale {
@@ -71,6 +72,9 @@ QWidget* SettingsWindow::page(SettingsPage page)
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
     scroll->setFocusPolicy(Qt::NoFocus);
+    // The pictures flow into as many columns as fit: that page never needs to scroll sideways.
+    if (page == SettingsPage::wallpapers)
+        scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     QWidget* content = buildPage(page);
     content->setObjectName(settingsPageName(page));
     scroll->setWidget(content);
@@ -83,6 +87,7 @@ QWidget* SettingsWindow::buildPage(SettingsPage page)
 {
     switch (page) {
     case SettingsPage::dimming: return new DimmingPage(m_context);
+    case SettingsPage::wallpapers: return new WallpapersPage(m_context);
     case SettingsPage::hotkeys: return new HotkeysPage(m_context);
     case SettingsPage::appShortcuts: return new AppShortcutsPage(m_context);
     case SettingsPage::windowSizes: return new WindowSizesPage(m_context);

@@ -19,6 +19,9 @@ class PermissionsMonitor;
 class SettingsStore;
 class ShortcutStore;
 class Updater;
+class WallpaperRotator;
+class WallpaperServices;
+class WallpaperThumbnails;
 
 struct SettingsWindowContext {
     Platform platform;
@@ -30,6 +33,10 @@ struct SettingsWindowContext {
     LoginItem* loginItem = nullptr;
     PermissionsMonitor* permissions = nullptr;
     Updater* updater = nullptr;
+    // The wallpaper picker's services: the list, downloads and their panel, the rotation, and the previews.
+    WallpaperServices* wallpapers = nullptr;
+    WallpaperRotator* rotator = nullptr;
+    WallpaperThumbnails* thumbnails = nullptr;
     QString version;
     // Asks the user for a file (title, name filter such as "Pictures (*.png *.jpg)"); nothing when cancelled.
     std::function<std::optional<QString>(const QString& title, const QString& filter)> chooseFile;

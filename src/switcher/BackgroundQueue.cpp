@@ -29,8 +29,12 @@ void lowerCurrentThreadPriority()
 
 }  // namespace
 
-ThreadPoolBackgroundQueue::ThreadPoolBackgroundQueue() : m_mainContext(new QObject)
+ThreadPoolBackgroundQueue::ThreadPoolBackgroundQueue(int threads) : m_mainContext(new QObject)
 {
+    if (threads > 0) {
+        m_ownPool = std::make_unique<QThreadPool>();
+        m_ownPool->setMaxThreadCount(threads);
+    }
     // The context must live on the main thread for the queued hop back to land there.
     if (QCoreApplication::instance())
         m_mainContext->moveToThread(QCoreApplication::instance()->thread());
@@ -38,14 +42,20 @@ ThreadPoolBackgroundQueue::ThreadPoolBackgroundQueue() : m_mainContext(new QObje
 
 ThreadPoolBackgroundQueue::~ThreadPoolBackgroundQueue()
 {
-    // Pending hops are dropped with their context; workers still running only touch what they captured.
+    // Jobs of our own pool that have not started are dropped and the ones running waited for; then pending hops
+    // are dropped with their context. Workers of the global pool still running only touch what they captured.
+    if (m_ownPool) {
+        m_ownPool->clear();
+        m_ownPool->waitForDone();
+    }
     delete m_mainContext;
 }
 
 void ThreadPoolBackgroundQueue::run(std::function<void()> work, std::function<void()> thenOnMain)
 {
     QPointer<QObject> context(m_mainContext);
-    QThreadPool::globalInstance()->start([work = std::move(work), thenOnMain = std::move(thenOnMain), context] {
+    QThreadPool* pool = m_ownPool ? m_ownPool.get() : QThreadPool::globalInstance();
+    pool->start([work = std::move(work), thenOnMain = std::move(thenOnMain), context] {
         static thread_local const bool lowered = (lowerCurrentThreadPriority(), true);
         Q_UNUSED(lowered);
         work();

@@ -4,6 +4,9 @@
 #include <QObject>
 #include <QPointer>
 #include <functional>
+#include <memory>
+
+class QThreadPool;
 
 namespace tamsinvale {
 
@@ -16,15 +19,19 @@ public:
     virtual void run(std::function<void()> work, std::function<void()> thenOnMain) = 0;
 };
 
-// Qt's global thread pool; results hop back through the event loop of the main thread.
+// A thread pool; results hop back through the event loop of the main thread. By default Qt's global pool. Long
+// jobs (decoding pictures) get a pool of their own with `threads` workers: Qt splits some image conversions and
+// scaling into jobs for the global pool and waits for them, so a main thread painting while the global pool is busy
+// with long jobs would wait for those jobs to end.
 class ThreadPoolBackgroundQueue : public BackgroundQueue {
 public:
-    ThreadPoolBackgroundQueue();
+    explicit ThreadPoolBackgroundQueue(int threads = 0);
     ~ThreadPoolBackgroundQueue() override;
     void run(std::function<void()> work, std::function<void()> thenOnMain) override;
 
 private:
     QObject* m_mainContext;
+    std::unique_ptr<QThreadPool> m_ownPool;
 };
 
 // Runs the work at once on the calling thread and posts the rest on a scheduler, so that with a manual clock

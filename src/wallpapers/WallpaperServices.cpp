@@ -19,14 +19,20 @@ WallpaperServices::WallpaperServices(const Platform& platform, SettingsStore& se
         WallpaperInstallPlaces{backends.unpacker, locations.applicationWallpaperFolder, backends.temporaryFolder});
     m_downloader->setList(&m_list);
     const Bookmarks* bookmarks = platform.bookmarks;
-    m_downloader->setSelectionApplier(
-        [&settings, bookmarks, applyAppearance](const QString& path, const std::optional<QString>& screen) {
-            if (bookmarks)
-                WallpaperSelection::apply(settings, *bookmarks, path, screen);
-            if (applyAppearance)
-                applyAppearance();
-        });
+    m_applySelection = [&settings, bookmarks, applyAppearance](const QString& path,
+                                                               const std::optional<QString>& screen) {
+        if (bookmarks)
+            WallpaperSelection::apply(settings, *bookmarks, path, screen);
+        if (applyAppearance)
+            applyAppearance();
+    };
+    m_downloader->setSelectionApplier(m_applySelection);
     m_panel = std::make_unique<WallpaperDownloadPanel>(*m_downloader);
+}
+
+void WallpaperServices::applySelection(const QString& path, const std::optional<QString>& screenUUID)
+{
+    m_applySelection(path, screenUUID);
 }
 
 void WallpaperServices::resumeUnfinished()

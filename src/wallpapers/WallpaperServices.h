@@ -37,12 +37,15 @@ public:
 
     // Retries the downloads a previous run left unfinished; the panel shows the one the user chose, if any.
     void resumeUnfinished();
+    // Makes `path` the background (of every screen, or of one) and has focus dimming show it.
+    void applySelection(const QString& path, const std::optional<QString>& screenUUID = std::nullopt);
 
 private:
     WallpaperLocations m_locations;
     WallpaperList m_list;
     std::unique_ptr<WallpaperDownloader> m_downloader;
     std::unique_ptr<WallpaperDownloadPanel> m_panel;
+    WallpaperDownloader::SelectionApplier m_applySelection;
 };
 
 }  // namespace tamsinvale

@@ -203,11 +203,11 @@ TEST(TamsinvaleApp, commandLineActionsTakeTheHotkeyPaths)
     EXPECT_TRUE(unknownPreset.message.contains("there are: Full"));
     EXPECT_FALSE(f.app->performAction("frobnicate", {}).ok);
     EXPECT_FALSE(f.app->performAction("snap-left", "extra").ok);
-    // The settings window opens on a page by its name; there is no Wallpapers page yet.
-    const ActionResult noPage = f.app->performAction("settings", "wallpapers");
+    // The settings window opens on a page by its name; an unknown name lists the pages.
+    const ActionResult noPage = f.app->performAction("settings", "pictures");
     EXPECT_FALSE(noPage.ok);
-    EXPECT_TRUE(noPage.message.contains("there are: dimming, hotkeys, app-shortcuts, window-sizes, inactive-apps, "
-                                        "general"))
+    EXPECT_TRUE(noPage.message.contains("there are: dimming, wallpapers, hotkeys, app-shortcuts, window-sizes, "
+                                        "inactive-apps, general"))
         << noPage.message.toStdString();
 
     // An action whose subsystem has not landed succeeds as a no-op and says so.

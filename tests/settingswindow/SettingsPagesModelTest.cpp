@@ -302,7 +302,9 @@ TEST(SettingsPage, namesForTheCommandLine)
     QStringList names;
     for (SettingsPage page : allSettingsPages())
         names << settingsPageName(page);
-    EXPECT_EQ(names, (QStringList{"dimming", "hotkeys", "app-shortcuts", "window-sizes", "inactive-apps", "general"}));
+    EXPECT_EQ(names, (QStringList{"dimming", "wallpapers", "hotkeys", "app-shortcuts", "window-sizes",
+                                  "inactive-apps", "general"}));
     EXPECT_EQ(settingsPageNamed(" Window-Sizes "), SettingsPage::windowSizes);
-    EXPECT_FALSE(settingsPageNamed("wallpapers"));
+    EXPECT_EQ(settingsPageNamed("Wallpapers"), SettingsPage::wallpapers);
+    EXPECT_FALSE(settingsPageNamed("pictures"));
 }

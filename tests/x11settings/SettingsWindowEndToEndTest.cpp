@@ -2,12 +2,17 @@
 // person would: opened with `tamsinvale ctl settings`, it takes the focus; a new app-switcher combination pressed
 // into its recorder field (the global hotkeys let go of the keyboard meanwhile) opens the switcher afterwards
 // while the old one no longer does; a key typed beside XTerm switches to it; a preset's width edited to ".5" with a
-// recorded hotkey resizes a window. Every page is kept as a screenshot in the artifacts.
+// recorded hotkey resizes a window; on the Wallpapers page a picture chosen from the keyboard becomes the background,
+// the rotation toggles fill the rotation set, and a picture marked ↓ is downloaded from a local HTTPS server and
+// then becomes the background. Every page is kept as a screenshot in the artifacts.
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImage>
+#include <QPainter>
+#include <QPainterPath>
 #include <QTemporaryDir>
 
 #include "ChildProcess.h"
@@ -50,9 +55,12 @@ public:
                     m_home.path() + "/data/applications/debian-xterm.desktop");
         env = {"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
                "XDG_CONFIG_HOME=" + m_home.path() + "/config", "XDG_DATA_HOME=" + m_home.path() + "/data",
+               "XDG_CACHE_HOME=" + m_home.path() + "/cache",
                "XDG_DATA_DIRS=" + m_home.path() + "/none", "XDG_CURRENT_DESKTOP=Openbox", "LC_ALL=C.UTF-8",
                "TAMSINVALE_VERBOSE=1"};
         m_log = artifactsDir() + "/tamsinvale.log";
+        pictures = m_home.path() + "/none/backgrounds";
+        dataHome = m_home.path() + "/data";
         QFile::remove(m_log);
     }
     ~Tamsinvale()
@@ -78,8 +86,11 @@ public:
     }
     int count(const QString& text) const { return int(log().count(text)); }
     ToolRun run(const QStringList& args) { return runWith(env, QStringList{tamsinvalePath} + args); }
+    QString cacheHome() const { return m_home.path() + "/cache"; }
 
     QStringList env;
+    QString pictures;  // the desktop's backgrounds folder
+    QString dataHome;
 
 private:
     XTestSession& m_session;
@@ -157,6 +168,38 @@ std::optional<xcb_window_t> openPage(XTestSession& s, Tamsinvale& app, const QSt
         return std::nullopt;
     EXPECT_TRUE(app.logged("window: shown on " + page));
     return window;
+}
+
+// A landscape picture: a sky gradient over two ranges of hills, in the colours given.
+QString writeLandscape(const QString& path, QColor sky, QColor hills)
+{
+    const QSize size(1600, 1000);
+    QImage image(size, QImage::Format_RGB32);
+    QPainter p(&image);
+    QLinearGradient gradient(0, 0, 0, size.height());
+    gradient.setColorAt(0, sky.darker(130));
+    gradient.setColorAt(1, sky.lighter(125));
+    p.fillRect(image.rect(), gradient);
+    p.setPen(Qt::NoPen);
+    for (int range = 0; range < 2; ++range) {
+        QPainterPath hill;
+        const double base = size.height() * (range == 0 ? 0.6 : 0.75);
+        hill.moveTo(0, size.height());
+        hill.lineTo(0, base);
+        for (int x = 0; x < size.width(); x += size.width() / 6)
+            hill.quadTo(x + size.width() / 12.0, base - 120 + range * 50, x + size.width() / 6.0, base);
+        hill.lineTo(size.width(), size.height());
+        p.setBrush(range == 0 ? hills.lighter(120) : hills);
+        p.drawPath(hill);
+    }
+    p.end();
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    return image.save(path, "PNG") ? path : QString();
+}
+
+QString base64Json(const QString& path)
+{
+    return QStringLiteral("\"%1\"").arg(QString::fromLatin1(path.toUtf8().toBase64()));
 }
 
 constexpr std::uint16_t super = XCB_MOD_MASK_4;
@@ -272,4 +315,87 @@ TEST(SettingsWindowEndToEnd, recordsAHotkeyBindsAnAppAndEditsAPreset)
     const auto found = s.tool({"xdotool", "search", "--name", "^" + windowTitle + "$"});
     ASSERT_TRUE(found);
     EXPECT_EQ(found->split('\n', Qt::SkipEmptyParts).size(), 1);
+}
+
+TEST(SettingsWindowEndToEnd, wallpapersPageChoosesAPictureAndFillsTheRotation)
+{
+    XTestSession& s = XTestSession::get();
+    Tamsinvale app(s);
+    const QString alpine = writeLandscape(app.pictures + "/Alpine Meadow.png", QColor(90, 150, 220), QColor(60, 120, 60));
+    const QString coast = writeLandscape(app.pictures + "/Coast.png", QColor(240, 160, 90), QColor(70, 60, 90));
+    writeLandscape(app.pictures + "/Dunes.png", QColor(250, 200, 120), QColor(200, 140, 70));
+    writeLandscape(app.pictures + "/Lines Graphic.png", QColor(40, 40, 60), QColor(200, 60, 120));
+    // A catalogue picture that is not here, served as the platform packs it (AssetData/<picture> in a zip) by a
+    // local HTTPS server whose certificate only this instance trusts.
+    QTemporaryDir work;
+    const QString served = work.filePath("served");
+    QDir().mkpath(served);
+    const QString cert = work.filePath("cert.pem"), key = work.filePath("key.pem");
+    int exitCode = -1;
+    runTool({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj", "/CN=127.0.0.1",
+             "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key, "-out", cert},
+            30s, &exitCode);
+    ASSERT_EQ(exitCode, 0) << "openssl is needed";
+    const QString bigSurPicture = writeLandscape(work.filePath("Big Sur.png"), QColor(30, 60, 120), QColor(20, 90, 110));
+    runTool({"python3", "-c",
+             "import sys, zipfile; z = zipfile.ZipFile(sys.argv[1], 'w'); z.write(sys.argv[2], 'AssetData/Big Sur.png')",
+             served + "/big-sur.zip", bigSurPicture},
+            30s, &exitCode);
+    ASSERT_EQ(exitCode, 0);
+    auto server = ChildProcess::start({"python3", TAMSINVALE_ARCHIVE_SERVER, served, cert, key});
+    ASSERT_TRUE(server);
+    const std::optional<QString> port = server->readLine(10s);
+    ASSERT_TRUE(port) << "the archive server did not start";
+    QFile catalogue(app.dataHome + "/Tamsinvale/DesktopPictureCatalog.xml");
+    QDir().mkpath(app.dataHome + "/Tamsinvale");
+    ASSERT_TRUE(catalogue.open(QIODevice::WriteOnly));
+    catalogue.write(QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>Assets</key><array><dict>
+<key>DesktopPictureID</key><string>Big Sur</string>
+<key>__BaseURL</key><string>https://127.0.0.1:%1/</string>
+<key>__RelativePath</key><string>big-sur.zip</string>
+<key>_DownloadSize</key><integer>%2</integer>
+</dict></array></dict></plist>
+)").arg(port->trimmed()).arg(QFileInfo(served + "/big-sur.zip").size()).toUtf8());
+    catalogue.close();
+    app.env << "TAMSINVALE_EXTRA_CA_CERTIFICATES=" + cert;
+    ASSERT_FALSE(alpine.isEmpty() || coast.isEmpty());
+    ASSERT_TRUE(app.start()) << app.log().toStdString();
+
+    auto window = openPage(s, app, "wallpapers");
+    ASSERT_TRUE(window) << app.log().toStdString();
+    // Tab from the sidebar: the interval, then the first picture (Next Wallpaper is off with no rotation set).
+    ASSERT_TRUE(press(s, {"Tab", "Tab", "space"}));
+    ASSERT_TRUE(s.waitUntil([&] {
+        return app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.trimmed() == base64Json(alpine);
+    })) << app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.toStdString();
+
+    // Each picture's "Rotate" toggle follows it. Big Sur, still to be downloaded, cannot take turns: its toggle is
+    // off and skipped, so Alpine Meadow and Coast join the set.
+    ASSERT_TRUE(press(s, {"Tab", "space", "Tab", "Tab", "Tab", "space"}));
+    ASSERT_TRUE(s.waitUntil([&] {
+        const QStringList rotation = app.run({"wallpapers", "rotation"}).output.split('\n', Qt::SkipEmptyParts);
+        return rotation.contains(alpine) && rotation.contains(coast);
+    })) << app.run({"wallpapers", "rotation"}).output.toStdString();
+
+    screenshot(s, "wallpapers-before-download");
+    // Back to Big Sur (its toggle is skipped) and chosen: downloaded, installed, then the background.
+    ASSERT_TRUE(press(s, {"shift+Tab", "shift+Tab", "space"}));
+    const QString installed = app.dataHome + "/Tamsinvale/Wallpapers/Big Sur.png";
+    ASSERT_TRUE(s.waitUntil([&] {
+        return app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.trimmed() == base64Json(installed);
+    }, 20s)) << app.log().toStdString();
+    EXPECT_TRUE(app.log().contains("downloading wallpaper 'Big Sur'"));
+
+    // A choice made on the command line shows on the open page (the screenshot shows Coast marked).
+    const ToolRun used = app.run({"wallpapers", "use", coast});
+    EXPECT_EQ(used.exitCode, 0) << used.output.toStdString();
+    ASSERT_TRUE(s.waitUntil([&] {
+        return app.run({"settings", "get", "focusDimBackgroundImageBookmark"}).output.trimmed() == base64Json(coast);
+    }));
+    // Its previews come from the thread pool and are kept on disk, the downloaded picture's too.
+    EXPECT_TRUE(s.waitUntil([&] {
+        return QDir(app.cacheHome() + "/tamsinvale/wallpaper-thumbnails").entryList(QDir::Files).size() >= 5;
+    })) << app.log().toStdString();
+    screenshot(s, "wallpapers");
 }
