@@ -84,7 +84,7 @@ TEST(AppEndToEnd, hotkeysOneInstanceControlAndInsertDate)
     // ctl: unknown actions and arguments are errors.
     EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "frobnicate"}).exitCode, 2);
     EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "size", "Nonexistent"}).exitCode, 2);
-    EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "settings", "wallpapers"}).exitCode, 2);
+    EXPECT_EQ(runWith(env, {tamsinvalePath, "ctl", "settings", "nowhere"}).exitCode, 2);
     // The window commands act (with no window in front, on nothing) and have no such note.
     const ToolRun nextDisplay = runWith(env, {tamsinvalePath, "ctl", "next-display"});
     EXPECT_EQ(nextDisplay.exitCode, 0);
