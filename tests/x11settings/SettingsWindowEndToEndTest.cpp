@@ -58,7 +58,9 @@ public:
                "XDG_CACHE_HOME=" + m_home.path() + "/cache",
                "XDG_DATA_DIRS=" + m_home.path() + "/none", "XDG_CURRENT_DESKTOP=Openbox", "LC_ALL=C.UTF-8",
                "TAMSINVALE_VERBOSE=1"};
-        m_log = artifactsDir() + "/tamsinvale.log";
+        // One log per test: the tests of this file run side by side.
+        m_log = artifactsDir() + "/tamsinvale-" +
+            QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".log";
         pictures = m_home.path() + "/none/backgrounds";
         dataHome = m_home.path() + "/data";
         QFile::remove(m_log);

@@ -128,7 +128,8 @@ void X11Connection::selectRootEvents()
             xcb_input_event_mask_t head;
             std::uint32_t mask;
         } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
-                    XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS};
+                    XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS
+                        | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE};
         xcb_input_xi_select_events(m_connection, m_root, 1, &selection.head);
     }
     xcb_flush(m_connection);
@@ -217,6 +218,9 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
         else if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_KEY_PRESS) {
             const auto* e = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(event);
             emit keyPressedAnywhere(xcb_keycode_t(e->detail), e->time);
+        } else if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_KEY_RELEASE) {
+            const auto* e = reinterpret_cast<const xcb_input_raw_key_release_event_t*>(event);
+            emit keyReleasedAnywhere(xcb_keycode_t(e->detail));
         }
         return;
     }

@@ -64,6 +64,7 @@ signals:
     void buttonPressed(std::uint32_t button);
     // A key went down, whoever gets the press (a grab of another client included).
     void keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time);
+    void keyReleasedAnywhere(xcb_keycode_t keycode);
     // A watched selection has a new owner (none: nobody holds it now).
     void selectionOwnerChanged(xcb_atom_t selection, xcb_window_t owner);
 

@@ -61,10 +61,14 @@ X11Hotkeys::X11Hotkeys(X11Connection& connection, QObject* parent)
     m_deliveryCheck.setInterval(deliveryTimeoutMs);
     connect(&m_deliveryCheck, &QTimer::timeout, this, &X11Hotkeys::checkDelivery);
     connect(&connection, &X11Connection::keyPressedAnywhere, this, &X11Hotkeys::keyPressedAnywhere);
+    connect(&connection, &X11Connection::keyReleasedAnywhere, this, [this](xcb_keycode_t keycode) {
+        m_rawHeld.remove(keycode);
+    });
 }
 
 void X11Hotkeys::keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time)
 {
+    m_rawHeld.insert(keycode);
     if (holdsKeyboard() || m_lastPressTime.value(keycode, XCB_CURRENT_TIME) == time)
         return;  // ours already, or its press has reached us before its raw event
     const bool ours = std::any_of(m_entries.begin(), m_entries.end(), [keycode](const auto& entry) {
@@ -77,7 +81,9 @@ void X11Hotkeys::keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time)
     auto* pointer = xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
     if (!pointer)
         return;
-    const std::uint16_t state = pointer->mask;
+    // The modifiers may be up again by the time we ask (a quick chord, a busy moment): those the raw events saw
+    // go down and not yet up count too.
+    const std::uint16_t state = std::uint16_t(pointer->mask | rawModifierState());
     std::free(pointer);
     const Entry* entry = entryFor(keycode, state);
     if (!entry || m_reportedUndelivered.contains(entry->identifier))
@@ -85,6 +91,21 @@ void X11Hotkeys::keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time)
     m_awaitingDelivery.insert(keycode, entry->identifier);
     if (!m_deliveryCheck.isActive())
         m_deliveryCheck.start();
+}
+
+std::uint16_t X11Hotkeys::rawModifierState() const
+{
+    std::uint16_t state = 0;
+    for (const xcb_keycode_t held : m_rawHeld) {
+        switch (m_keyMap.keysymAt(held, 0)) {
+        case 0xffe1: case 0xffe2: state |= XCB_MOD_MASK_SHIFT; break;                 // Shift
+        case 0xffe3: case 0xffe4: state |= XCB_MOD_MASK_CONTROL; break;               // Control
+        case 0xffe9: case 0xffea: case 0xffe7: case 0xffe8: state |= m_keyMap.altMask(); break;  // Alt, Meta
+        case 0xffeb: case 0xffec: state |= m_keyMap.superMask(); break;               // Super
+        default: break;
+        }
+    }
+    return state;
 }
 
 void X11Hotkeys::checkDelivery()

@@ -87,6 +87,8 @@ private:
     void pollHeldKeys();
     // The keyboard saw a key go down: when it makes one of our combinations, its grab's press must follow.
     void keyPressedAnywhere(xcb_keycode_t keycode, xcb_timestamp_t time);
+    // The modifiers among the keys raw events saw go down and not yet up.
+    std::uint16_t rawModifierState() const;
     void checkDelivery();
 
     xcb_connection_t* m_connection;
@@ -109,6 +111,7 @@ private:
     // Combinations pressed whose grab's press has not come yet (keycode → identifier), and the last press of each
     // keycode that did reach us.
     QHash<xcb_keycode_t, std::uint32_t> m_awaitingDelivery;
+    QSet<xcb_keycode_t> m_rawHeld;  // keys down, as the raw key events tell
     QHash<xcb_keycode_t, xcb_timestamp_t> m_lastPressTime;
     QSet<std::uint32_t> m_reportedUndelivered;
     QTimer m_deliveryCheck;
