@@ -236,38 +236,36 @@ std::optional<QVariantMap> PlistCodec::parseDictionary(const QByteArray& bytes)
     return value->toMap();
 }
 
-QByteArray PlistCodec::toXml(const QVariantMap& dictionary)
+namespace {
+
+// One of libplist's writers (plist_to_xml, plist_to_bin) over a dictionary, into bytes we own.
+QByteArray written(const QVariantMap& dictionary, void (*write)(plist_t, char**, uint32_t*))
 {
     PlistPtr root(fromVariant(QVariant(dictionary)));
-    char* xml = nullptr;
+    char* bytes = nullptr;
     uint32_t length = 0;
-    plist_to_xml(root.get(), &xml, &length);
-    QByteArray out(xml ? xml : "", xml ? static_cast<qsizetype>(length) : 0);
-    free(xml);
+    write(root.get(), &bytes, &length);
+    QByteArray out(bytes ? bytes : "", bytes ? static_cast<qsizetype>(length) : 0);
+    free(bytes);
     return out;
 }
 
-QByteArray PlistCodec::toBinary(const QVariantMap& dictionary)
-{
-    PlistPtr root(fromVariant(QVariant(dictionary)));
-    char* binary = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root.get(), &binary, &length);
-    QByteArray out(binary ? binary : "", binary ? static_cast<qsizetype>(length) : 0);
-    free(binary);
-    return out;
-}
+}  // namespace
+
+QByteArray PlistCodec::toXml(const QVariantMap& dictionary) { return written(dictionary, plist_to_xml); }
+
+QByteArray PlistCodec::toBinary(const QVariantMap& dictionary) { return written(dictionary, plist_to_bin); }
 
 bool PlistCodec::xmlCanHold(const QVariant& value)
 {
     auto textFits = [](const QString& text) {
         for (const QChar c : text) {
             const char16_t u = c.unicode();
-            if ((u < 0x20 && u != u'\t' && u != u'\n' && u != u'\r') || u == 0xfffe || u == 0xffff)
+            // Tab and "\n" survive; "\r" does not ("\r" and "\r\n" come back as "\n" from any XML reader).
+            if ((u < 0x20 && u != u'\t' && u != u'\n') || u == 0xfffe || u == 0xffff)
                 return false;
         }
-        // Line breaks survive, but "\r" and "\r\n" come back as "\n" from any XML reader.
-        return !text.contains(QLatin1Char('\r'));
+        return true;
     };
     const QMetaType type = value.metaType();
     if (type == QMetaType::fromType<QString>())
