@@ -1,6 +1,8 @@
 // libheif for the HEIF family, Qt's readers for the rest; both end in the 32-bit formats the overlays draw.
 #include "PictureDecoder.h"
 
+#include "HevcDecoderPlugin.h"
+
 #include <QFile>
 #include <QImageReader>
 #include <algorithm>
@@ -168,6 +170,7 @@ DecodedPicture decodeHeif(const QString& path, const QSize& targetPixels)
     // give our reference back, so a decode never races an unload).
     static const bool initialised = [] {
         heif_init(nullptr);
+        registerHevcDecoderPlugin();
         return true;
     }();
     (void)initialised;
