@@ -4,6 +4,8 @@
 // follows changes made elsewhere; a broken catalogue or a vanished file gives a marked tile, not a crash.
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include <QBuffer>
 #include <QCheckBox>
 #include <QComboBox>
@@ -130,13 +132,14 @@ QStringList titles(const WallpaperGroup& group)
     return out;
 }
 
-const WallpaperTile* tileNamed(const WallpapersPageState& state, const QString& title)
+// A copy, so that a tile read from a state made on the spot outlives it.
+std::optional<WallpaperTile> tileNamed(const WallpapersPageState& state, const QString& title)
 {
     for (const WallpaperGroup& group : state.groups)
         for (const WallpaperTile& tile : group.tiles)
             if (tile.title == title)
-                return &tile;
-    return nullptr;
+                return tile;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -207,7 +210,7 @@ TEST(WallpapersPageModel, aClickShowsAnInstalledPictureAtOnceAndDownloadsAnother
     EXPECT_EQ(f.services->panel().view()->title(), "Downloading wallpaper");
     EXPECT_EQ(f.current(), f.path("Aurora.png")) << "nothing changes before the picture is here";
     f.desktop.scheduler.advance(0.6);
-    const WallpaperTile* downloading = tileNamed(f.state(), "Big Sur");
+    const std::optional<WallpaperTile> downloading = tileNamed(f.state(), "Big Sur");
     ASSERT_TRUE(downloading->progress);
     EXPECT_DOUBLE_EQ(*downloading->progress, 0.5);
     EXPECT_EQ(downloading->status, "Downloading… 50 %");
@@ -221,7 +224,7 @@ TEST(WallpapersPageModel, aClickShowsAnInstalledPictureAtOnceAndDownloadsAnother
     EXPECT_EQ(f.current(), installed);
     EXPECT_EQ(f.appearanceApplied, 2);
     EXPECT_FALSE(f.services->panel().panel()->isVisible());
-    const WallpaperTile* bigSur = tileNamed(f.state(), "Big Sur");
+    const std::optional<WallpaperTile> bigSur = tileNamed(f.state(), "Big Sur");
     EXPECT_FALSE(bigSur->downloadable);
     EXPECT_FALSE(bigSur->progress);
     EXPECT_TRUE(bigSur->current);
@@ -243,7 +246,7 @@ TEST(WallpapersPageModel, aFailedDownloadIsMarkedAndShowsNothing)
     f.session.respond(bigSurURL, {404, {}, std::nullopt, 1.0, {}});
     WallpapersPageModel::choose(*f.services, "Big Sur");
     f.desktop.scheduler.advance(2);
-    const WallpaperTile* bigSur = tileNamed(f.state(), "Big Sur");
+    const std::optional<WallpaperTile> bigSur = tileNamed(f.state(), "Big Sur");
     EXPECT_TRUE(bigSur->failed);
     EXPECT_TRUE(bigSur->downloadable);
     EXPECT_EQ(bigSur->status, "Couldn't download wallpaper");
@@ -305,7 +308,7 @@ TEST(WallpapersPageModel, brokenCatalogueAndVanishedFilesGiveMarkedTilesNotACras
     PickerFixture stale;
     stale.services->list().wallpapers();
     QFile::remove(stale.path("Zebra Dunes.png"));
-    const WallpaperTile* zebra = tileNamed(stale.state(), "Zebra Dunes");
+    const std::optional<WallpaperTile> zebra = tileNamed(stale.state(), "Zebra Dunes");
     ASSERT_TRUE(zebra);
     EXPECT_TRUE(zebra->missing);
     EXPECT_EQ(zebra->status, "Picture not found");
@@ -313,7 +316,7 @@ TEST(WallpapersPageModel, brokenCatalogueAndVanishedFilesGiveMarkedTilesNotACras
     EXPECT_EQ(WallpapersPageModel::choose(*stale.services, "Zebra Dunes"),
               WallpapersPageModel::ChooseOutcome::unavailable);
 
-    const WallpaperTile* goneTile = tileNamed(state, "Gone");
+    const std::optional<WallpaperTile> goneTile = tileNamed(state, "Gone");
     ASSERT_TRUE(goneTile);
     EXPECT_TRUE(goneTile->missing);
     EXPECT_TRUE(goneTile->current);
