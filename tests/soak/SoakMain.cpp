@@ -611,7 +611,14 @@ int Soak::run()
     }
     std::printf("soak: X errors other than a vanished window: %d\n", otherErrors);
     bool ok = true;
-    if (rssEnd - rssStart >= 10 * 1024) {
+#ifdef TAMSINVALE_SANITIZED
+    // A sanitized build keeps freed memory in quarantine and grows shadow memory: its resident size says nothing
+    // about leaks (LeakSanitizer reports those when the app exits).
+    constexpr bool memoryMeaningful = false;
+#else
+    constexpr bool memoryMeaningful = true;
+#endif
+    if (memoryMeaningful && rssEnd - rssStart >= 10 * 1024) {
         fail(QStringLiteral("resident memory grew by %1 kB").arg(rssEnd - rssStart));
         ok = false;
     }

@@ -50,6 +50,10 @@ public:
         env = QStringList{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
                           "XDG_CONFIG_HOME=" + m_config.path(), "XDG_DATA_HOME=" + QFileInfo(s.applicationsDir()).path(),
                           "XDG_DATA_DIRS=/usr/local/share:/usr/share", "LC_ALL=C.UTF-8", "TAMSINVALE_VERBOSE=1"};
+        // libfaketime is preloaded ahead of a sanitized build's runtime; it only wraps the clock functions, so
+        // the runtime may come second.
+        const QString sanitizerOptions = qEnvironmentVariable("ASAN_OPTIONS");
+        env << "ASAN_OPTIONS=" + sanitizerOptions + (sanitizerOptions.isEmpty() ? "" : ":") + "verify_asan_link_order=0";
         // One log per test: the tests of this file run side by side.
         m_log = artifactsDir() + "/tamsinvale-" +
             QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".log";

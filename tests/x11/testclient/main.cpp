@@ -340,8 +340,10 @@ int main(int argc, char** argv)
                     std::fflush(stdout);
                     if (!ignore) {
                         closeWindow(e->window);
-                        if (!anyOpen())
+                        if (!anyOpen()) {
+                            std::free(event);
                             return 0;
+                        }
                     }
                 }
             }
