@@ -244,9 +244,9 @@ MacAccessibility::MacAccessibility() : d(std::make_shared<Private>())
                      queue:[NSOperationQueue mainQueue]
                 usingBlock:^(NSNotification* notification) {
                     NSRunningApplication* app = notification.userInfo[NSWorkspaceApplicationKey];
-                    const auto self = weak.lock();
-                    if (self && [app isKindOfClass:[NSRunningApplication class]])
-                        self->registry.forgetProcess(app.processIdentifier);
+                    const auto owner = weak.lock();
+                    if (owner && [app isKindOfClass:[NSRunningApplication class]])
+                        owner->registry.forgetProcess(app.processIdentifier);
                 }];
 }
 

@@ -50,14 +50,14 @@ struct MacScreens::Observer {
 MacScreens::MacScreens(QObject* parent) : Screens(parent), m_observer(std::make_unique<Observer>())
 {
     // Every notification is passed on: the logic compares display sets itself and refreshes even when they match.
-    QPointer<MacScreens> self(this);
+    QPointer<MacScreens> weakThis(this);
     m_observer->token = [[NSNotificationCenter defaultCenter]
         addObserverForName:NSApplicationDidChangeScreenParametersNotification
                     object:nil
                      queue:[NSOperationQueue mainQueue]
                 usingBlock:^(NSNotification*) {
-                    if (self)
-                        emit self->screensChanged();
+                    if (weakThis)
+                        emit weakThis->screensChanged();
                 }];
 }
 

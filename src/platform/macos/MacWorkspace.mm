@@ -13,6 +13,9 @@
 static_assert(int(tamsinvale::ActivationPolicy::regular) == int(NSApplicationActivationPolicyRegular));
 static_assert(int(tamsinvale::ActivationPolicy::accessory) == int(NSApplicationActivationPolicyAccessory));
 static_assert(int(tamsinvale::ActivationPolicy::prohibited) == int(NSApplicationActivationPolicyProhibited));
+// The values the focus dimmer and activation are written against: left-mouse-down mask 2, all-windows option 1.
+static_assert(NSEventMaskLeftMouseDown == 2);
+static_assert(NSApplicationActivateAllWindows == 1);
 
 namespace tamsinvale {
 
@@ -60,7 +63,7 @@ struct MacWorkspace::Observers {
 
 MacWorkspace::MacWorkspace(QObject* parent) : Workspace(parent), m_observers(std::make_unique<Observers>())
 {
-    QPointer<MacWorkspace> self(this);
+    QPointer<MacWorkspace> weakThis(this);
     NSNotificationCenter* center = [NSWorkspace sharedWorkspace].notificationCenter;
     auto observe = [&](NSNotificationName name, void (^block)(NSNotification*)) {
         [m_observers->workspaceTokens addObject:[center addObserverForName:name
@@ -70,28 +73,28 @@ MacWorkspace::MacWorkspace(QObject* parent) : Workspace(parent), m_observers(std
     };
     observe(NSWorkspaceDidActivateApplicationNotification, ^(NSNotification* n) {
         NSRunningApplication* app = n.userInfo[NSWorkspaceApplicationKey];
-        if (self && [app isKindOfClass:[NSRunningApplication class]])
-            emit self->applicationActivated(appFrom(app));
+        if (weakThis && [app isKindOfClass:[NSRunningApplication class]])
+            emit weakThis->applicationActivated(appFrom(app));
     });
     // Not posted for background applications nor for those marked LSUIElement (the system's own rule).
     observe(NSWorkspaceDidTerminateApplicationNotification, ^(NSNotification* n) {
         NSRunningApplication* app = n.userInfo[NSWorkspaceApplicationKey];
-        if (self && [app isKindOfClass:[NSRunningApplication class]])
-            emit self->applicationTerminated(app.processIdentifier);
+        if (weakThis && [app isKindOfClass:[NSRunningApplication class]])
+            emit weakThis->applicationTerminated(app.processIdentifier);
     });
     observe(NSWorkspaceActiveSpaceDidChangeNotification, ^(NSNotification*) {
-        if (self)
-            emit self->activeSpaceChanged();
+        if (weakThis)
+            emit weakThis->activeSpaceChanged();
     });
     observe(NSWorkspaceScreensDidWakeNotification, ^(NSNotification*) {
-        if (self)
-            emit self->screensDidWake();
+        if (weakThis)
+            emit weakThis->screensDidWake();
     });
     // Copies of clicks posted to other applications; ours arrive through our own windows. Handlers run on the main thread.
     m_observers->mouseMonitor = [NSEvent addGlobalMonitorForEventsMatchingMask:NSEventMaskLeftMouseDown
                                                                        handler:^(NSEvent*) {
-                                                                           if (self)
-                                                                               emit self->leftMouseDown();
+                                                                           if (weakThis)
+                                                                               emit weakThis->leftMouseDown();
                                                                        }];
 }
 
@@ -176,7 +179,7 @@ std::optional<QString> MacWorkspace::urlForApplication(const QString& bundleIden
 void MacWorkspace::openApplication(const QString& path, bool activates, std::function<void(OpenResult)> done)
 {
     auto finish = std::make_shared<std::function<void(OpenResult)>>(std::move(done));
-    QPointer<MacWorkspace> self(this);
+    QPointer<MacWorkspace> weakThis(this);
     @autoreleasepool {
         NSWorkspaceOpenConfiguration* configuration = [NSWorkspaceOpenConfiguration configuration];
         configuration.activates = activates;
@@ -191,7 +194,7 @@ void MacWorkspace::openApplication(const QString& path, bool activates, std::fun
                                             : QStringLiteral("the application did not start");
                    // AppKit calls this on a concurrent queue; the caller expects the main queue.
                    dispatch_async(dispatch_get_main_queue(), ^{
-                       if (self && *finish)
+                       if (weakThis && *finish)
                            (*finish)(result);
                    });
                }];
