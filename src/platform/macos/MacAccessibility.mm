@@ -6,12 +6,9 @@
 #import <ApplicationServices/ApplicationServices.h>
 #import <CoreGraphics/CoreGraphics.h>
 
-#include <QPointF>
-#include <QRectF>
-#include <QSizeF>
-
 #include "MacCFRef.h"
 #include "MacCFValues.h"
+#include "portable/MacAXValue.h"
 #include "portable/MacElementRegistry.h"
 
 // Our AXError is numbered as the system's: every status is passed on as the number it is.
@@ -85,92 +82,101 @@ struct MacAccessibility::Private {
         return AXElement{pid, registry.refFor(element, pid)};
     }
 
-    // Attribute values in the forms the interface lists; an unknown kind is an invalid QVariant.
-    QVariant variantOf(CFTypeRef value, std::int32_t pid)
+    // An attribute value read into the plain tree; portable/MacAXValue decides what the caller gets.
+    MacAXValue read(CFTypeRef value, std::int32_t pid)
     {
+        using Kind = MacAXValue::Kind;
+        MacAXValue out;
         if (!value)
-            return {};
+            return out;
         const CFTypeID type = CFGetTypeID(value);
-        if (type == AXUIElementGetTypeID())
-            return QVariant::fromValue(elementOf((AXUIElementRef)(value), pid));
-        if (type == AXValueGetTypeID()) {
+        if (type == AXUIElementGetTypeID()) {
+            out.kind = Kind::element;
+            out.element = elementOf((AXUIElementRef)(value), pid);
+        } else if (type == AXValueGetTypeID()) {
             const auto axValue = (AXValueRef)(value);
+            out.kind = Kind::other;
             switch (AXValueGetType(axValue)) {
             case kAXValueTypeCGPoint: {
                 CGPoint p;
-                return AXValueGetValue(axValue, kAXValueTypeCGPoint, &p) ? QVariant(QPointF::fromCGPoint(p)) : QVariant();
+                if (AXValueGetValue(axValue, kAXValueTypeCGPoint, &p)) {
+                    out.kind = Kind::point;
+                    out.point = QPointF::fromCGPoint(p);
+                }
+                break;
             }
             case kAXValueTypeCGSize: {
                 CGSize s;
-                return AXValueGetValue(axValue, kAXValueTypeCGSize, &s) ? QVariant(QSizeF::fromCGSize(s)) : QVariant();
+                if (AXValueGetValue(axValue, kAXValueTypeCGSize, &s)) {
+                    out.kind = Kind::size;
+                    out.size = QSizeF::fromCGSize(s);
+                }
+                break;
             }
             case kAXValueTypeCGRect: {
                 CGRect r;
-                return AXValueGetValue(axValue, kAXValueTypeCGRect, &r) ? QVariant(QRectF::fromCGRect(r)) : QVariant();
+                if (AXValueGetValue(axValue, kAXValueTypeCGRect, &r)) {
+                    out.kind = Kind::rect;
+                    out.rect = QRectF::fromCGRect(r);
+                }
+                break;
             }
             default:
-                return {};
+                break;
             }
-        }
-        if (type == CFArrayGetTypeID()) {
+        } else if (type == CFArrayGetTypeID()) {
             const auto array = static_cast<CFArrayRef>(value);
+            out.kind = Kind::array;
             const CFIndex count = CFArrayGetCount(array);
-            bool allElements = true, allStrings = true;
-            for (CFIndex i = 0; i < count; ++i) {
-                const CFTypeID itemType = CFGetTypeID(CFArrayGetValueAtIndex(array, i));
-                allElements = allElements && itemType == AXUIElementGetTypeID();
-                allStrings = allStrings && itemType == CFStringGetTypeID();
-            }
-            // An empty array is an empty list of elements: "AXWindows" of an application without windows.
-            if (allElements) {
-                QList<AXElement> elements;
-                for (CFIndex i = 0; i < count; ++i)
-                    elements.append(elementOf((AXUIElementRef)(CFArrayGetValueAtIndex(array, i)), pid));
-                return QVariant::fromValue(elements);
-            }
-            if (allStrings) {
-                QStringList strings;
-                for (CFIndex i = 0; i < count; ++i)
-                    strings.append(MacCFValues::string(CFArrayGetValueAtIndex(array, i)));
-                return strings;
-            }
-            QVariantList mixed;
             for (CFIndex i = 0; i < count; ++i)
-                mixed.append(variantOf(CFArrayGetValueAtIndex(array, i), pid));
-            return mixed;
+                out.items.append(read(CFArrayGetValueAtIndex(array, i), pid));
+        } else if (type == CFURLGetTypeID()) {
+            out.kind = Kind::url;
+            out.text = QString::fromCFString(CFURLGetString(static_cast<CFURLRef>(value)));  // Get rule
+        } else if (type == CFStringGetTypeID()) {
+            out.kind = Kind::string;
+            out.text = QString::fromCFString(static_cast<CFStringRef>(value));
+        } else if (type == CFBooleanGetTypeID()) {
+            out.kind = Kind::boolean;
+            out.boolean = CFBooleanGetValue(static_cast<CFBooleanRef>(value));
+        } else if (type == CFNumberGetTypeID()) {
+            const QVariant number = MacCFValues::scalar(value);
+            out.kind = number.typeId() == QMetaType::Double ? Kind::real
+                     : number.typeId() == QMetaType::LongLong ? Kind::integer
+                                                              : Kind::other;
+            out.real = number.toDouble();
+            out.integer = number.toLongLong();
+        } else {
+            out.kind = Kind::other;
         }
-        if (type == CFURLGetTypeID())
-            return QString::fromCFString(CFURLGetString(static_cast<CFURLRef>(value)));
-        return MacCFValues::scalar(value);
+        return out;
     }
 
-    // A value to write; null when the interface has no system form for it.
-    MacCFRef<CFTypeRef> systemValueOf(const QVariant& value)
+    // A value to write in its system form; null when it cannot be made (an element that no longer exists).
+    MacCFRef<CFTypeRef> systemValueOf(const MacAXValue& value)
     {
-        switch (value.typeId()) {
-        case QMetaType::QPointF:
-        case QMetaType::QPoint: {
-            const CGPoint p = value.toPointF().toCGPoint();
+        using Kind = MacAXValue::Kind;
+        switch (value.kind) {
+        case Kind::point: {
+            const CGPoint p = value.point.toCGPoint();
             return MacCFRef<CFTypeRef>::adopt(AXValueCreate(kAXValueTypeCGPoint, &p));
         }
-        case QMetaType::QSizeF:
-        case QMetaType::QSize: {
-            const CGSize s = value.toSizeF().toCGSize();
+        case Kind::size: {
+            const CGSize s = value.size.toCGSize();
             return MacCFRef<CFTypeRef>::adopt(AXValueCreate(kAXValueTypeCGSize, &s));
         }
-        case QMetaType::Bool:
-            return MacCFRef<CFTypeRef>::retain(value.toBool() ? kCFBooleanTrue : kCFBooleanFalse);
-        case QMetaType::QString:
-            return MacCFRef<CFTypeRef>::adopt(value.toString().toCFString());
-        default:
-            break;
-        }
-        if (value.metaType() == QMetaType::fromType<AXElement>()) {
+        case Kind::boolean:
+            return MacCFRef<CFTypeRef>::retain(value.boolean ? kCFBooleanTrue : kCFBooleanFalse);
+        case Kind::string:
+            return MacCFRef<CFTypeRef>::adopt(value.text.toCFString());
+        case Kind::element: {
             AXError status;
-            const auto element = resolve(value.value<AXElement>(), &status);
+            const auto element = resolve(value.element, &status);
             return MacCFRef<CFTypeRef>::retain(element.get());
         }
-        return {};
+        default:
+            return {};
+        }
     }
 };
 
@@ -278,7 +284,7 @@ AXResult MacAccessibility::copyAttribute(const AXElement& element, const QString
     const ::AXError result = AXUIElementCopyAttributeValue(target.get(), cfString(attribute).get(), value.out());
     if (result != kAXErrorSuccess)
         return {d->settle(element, result), {}};
-    return {AXError::success, d->variantOf(value.get(), element.pid)};
+    return {AXError::success, axAttributeVariant(d->read(value.get(), element.pid))};
 }
 
 AXResult MacAccessibility::copyAttributeNames(const AXElement& element) const
@@ -304,7 +310,10 @@ AXError MacAccessibility::setAttribute(const AXElement& element, const QString& 
     const auto target = d->resolve(element, &status);
     if (!target)
         return status;
-    const auto systemValue = d->systemValueOf(value);
+    const auto writable = axWritableValue(value);
+    if (!writable)
+        return AXError::illegalArgument;
+    const auto systemValue = d->systemValueOf(*writable);
     if (!systemValue)
         return AXError::illegalArgument;
     return d->settle(element, AXUIElementSetAttributeValue(target.get(), cfString(attribute).get(), systemValue.get()));

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "platform/WindowList.h"
+#include "portable/MacBatchedRead.h"
 
 namespace tamsinvale {
 
@@ -19,10 +20,7 @@ public:
     void endReadBatch() const override;
 
 private:
-    std::optional<WindowSnapshot> read() const;
-
-    mutable int m_batchDepth = 0;
-    mutable std::optional<std::optional<WindowSnapshot>> m_batchSnapshot;
+    mutable MacBatchedRead<std::optional<WindowSnapshot>> m_list;
 };
 
 }  // namespace tamsinvale

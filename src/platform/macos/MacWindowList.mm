@@ -49,18 +49,14 @@ QVariantMap plainInfo(CFDictionaryRef info)
     return out;
 }
 
-}  // namespace
-
-MacWindowList::MacWindowList() = default;
-
-std::optional<WindowSnapshot> MacWindowList::read() const
+std::optional<WindowSnapshot> readList()
 {
     // NULL outside a GUI session or without a window server: the list cannot be read.
     const auto list = MacCFRef<CFArrayRef>::adopt(
         CGWindowListCopyWindowInfo(kCGWindowListOptionOnScreenOnly | kCGWindowListExcludeDesktopElements, kCGNullWindowID));
     if (!list)
         return std::nullopt;
-    // Read once per list: the levels cannot change while the system runs, but reading them costs next to nothing.
+    // Entries that are not dictionaries are skipped; the rest keep the server's front-to-back order.
     const MacWindowLevels levels = systemLevels();
     QList<QVariantMap> infos;
     const CFIndex count = CFArrayGetCount(list.get());
@@ -73,23 +69,14 @@ std::optional<WindowSnapshot> MacWindowList::read() const
     return windowSnapshot(infos, levels);
 }
 
-std::optional<WindowSnapshot> MacWindowList::onScreenWindows() const
-{
-    if (m_batchDepth == 0)
-        return read();
-    if (!m_batchSnapshot)
-        m_batchSnapshot = read();
-    return *m_batchSnapshot;
-}
+}  // namespace
 
-void MacWindowList::beginReadBatch() const { ++m_batchDepth; }
+MacWindowList::MacWindowList() : m_list(readList) {}
 
-void MacWindowList::endReadBatch() const
-{
-    if (m_batchDepth == 0)
-        return;
-    if (--m_batchDepth == 0)
-        m_batchSnapshot.reset();
-}
+std::optional<WindowSnapshot> MacWindowList::onScreenWindows() const { return m_list.get(); }
+
+void MacWindowList::beginReadBatch() const { m_list.begin(); }
+
+void MacWindowList::endReadBatch() const { m_list.end(); }
 
 }  // namespace tamsinvale
