@@ -3,16 +3,16 @@
 
 #import <AppKit/AppKit.h>
 
-#include <QCoreApplication>
 #include <QPointer>
 #include <unistd.h>
 
 #include "MacCFRef.h"
+#include "portable/MacRunningAppRecord.h"
 
-// ActivationPolicy is numbered as NSApplicationActivationPolicy.
-static_assert(int(tamsinvale::ActivationPolicy::regular) == int(NSApplicationActivationPolicyRegular));
-static_assert(int(tamsinvale::ActivationPolicy::accessory) == int(NSApplicationActivationPolicyAccessory));
-static_assert(int(tamsinvale::ActivationPolicy::prohibited) == int(NSApplicationActivationPolicyProhibited));
+// The raw policy values portable/MacRunningAppRecord reads are NSApplicationActivationPolicy's.
+static_assert(NSApplicationActivationPolicyRegular == 0);
+static_assert(NSApplicationActivationPolicyAccessory == 1);
+static_assert(NSApplicationActivationPolicyProhibited == 2);
 // The values the focus dimmer and activation are written against: left-mouse-down mask 2, all-windows option 1.
 static_assert(NSEventMaskLeftMouseDown == 2);
 static_assert(NSApplicationActivateAllWindows == 1);
@@ -23,30 +23,19 @@ namespace {
 
 RunningApp appFrom(NSRunningApplication* app)
 {
-    RunningApp out;
-    out.pid = app.processIdentifier;
+    MacRunningAppRecord record;
+    record.processIdentifier = app.processIdentifier;
     if (NSString* identifier = app.bundleIdentifier)
-        out.bundleIdentifier = QString::fromNSString(identifier);
-    out.localizedName = QString::fromNSString(app.localizedName);  // empty for nil
-    switch (app.activationPolicy) {
-    case NSApplicationActivationPolicyRegular:
-        out.activationPolicy = ActivationPolicy::regular;
-        break;
-    case NSApplicationActivationPolicyAccessory:
-        out.activationPolicy = ActivationPolicy::accessory;
-        break;
-    default:
-        out.activationPolicy = ActivationPolicy::prohibited;
-        break;
-    }
-    // Nil when the application was not launched through Launch Services: an invalid date.
+        record.bundleIdentifier = QString::fromNSString(identifier);
+    record.localizedName = QString::fromNSString(app.localizedName);  // empty for nil
+    record.activationPolicy = static_cast<long long>(app.activationPolicy);
     if (NSDate* launched = app.launchDate)
-        out.launchDate = QDateTime::fromNSDate(launched);
+        record.launchDate = QDateTime::fromNSDate(launched);
     if (NSURL* bundle = app.bundleURL)
-        out.bundlePath = QString::fromNSString(bundle.path);
-    out.terminated = app.terminated;
-    out.finishedLaunching = app.finishedLaunching;
-    return out;
+        record.bundlePath = QString::fromNSString(bundle.path);
+    record.terminated = app.terminated;
+    record.finishedLaunching = app.finishedLaunching;
+    return runningAppFromRecord(record);
 }
 
 NSRunningApplication* applicationWithPid(std::int32_t pid)
