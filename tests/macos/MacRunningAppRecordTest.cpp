@@ -4,7 +4,6 @@
 
 #include "platform/macos/portable/MacRunningAppRecord.h"
 
-
 using namespace tamsinvale;
 
 TEST(MacRunningApp, policiesFollowTheSystemNumbering)
