@@ -8,6 +8,7 @@
 
 #include "MacCFRef.h"
 #include "MacCFValues.h"
+#include "portable/MacAXObservation.h"
 #include "portable/MacAXValue.h"
 #include "portable/MacElementRegistry.h"
 
@@ -348,19 +349,18 @@ std::unique_ptr<AXObserverHandle> MacAccessibility::observe(std::int32_t pid, co
     auto application = MacCFRef<AXUIElementRef>::adopt(AXUIElementCreateApplication(pid));
     auto* context = new ObserverContext{d, pid, std::move(callback), true};
     QStringList added;
-    ::AXError firstFailure = kAXErrorSuccess;
+    QList<AXError> statuses;
     for (const QString& n : notifications) {
         const ::AXError r = AXObserverAddNotification(observer, application.get(), cfString(n).get(), context);
+        statuses.append(fromSystem(r));
         if (r == kAXErrorSuccess)
             added.append(n);
-        else if (firstFailure == kAXErrorSuccess)
-            firstFailure = r;
     }
-    // An application that takes none of the notifications cannot be observed; one that takes some is observed for those.
-    if (added.isEmpty() && firstFailure != kAXErrorSuccess) {
+    const MacAXObservationOutcome outcome = axObservationOutcome(statuses);
+    if (!outcome.observed) {
         CFRelease(observer);
         delete context;
-        report(fromSystem(firstFailure));
+        report(outcome.status);
         return nullptr;
     }
     CFRunLoopAddSource(CFRunLoopGetMain(), AXObserverGetRunLoopSource(observer), kCFRunLoopDefaultMode);
