@@ -13,7 +13,7 @@ struct PictureFileFacts {
     bool ok = false;
     QSize storedSize;     // kCGImagePropertyPixelWidth × kCGImagePropertyPixelHeight
     int orientation = 1;  // kCGImagePropertyOrientation, 1 when the file says nothing
-    bool heif = false;    // the file's type conforms to public.heif
+    bool heif = false;    // the file's type conforms to public.heif-standard (HEIC, HEIF)
     QString error;
 };
 

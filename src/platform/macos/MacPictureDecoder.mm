@@ -68,9 +68,11 @@ PictureFileFacts MacPictureDecoder::inspect(const QString& path)
         out.error = QStringLiteral("not a picture ImageIO can read");
         return out;
     }
+    // HEIC and HEIF both conform to public.heif-standard (public.heic does not conform to public.heif).
     if (const CFStringRef type = CGImageSourceGetType(source.get())) {
         UTType* uti = [UTType typeWithIdentifier:(__bridge NSString*)type];
-        out.heif = uti && [uti conformsToType:UTTypeHEIF];
+        UTType* heifFamily = [UTType typeWithIdentifier:@"public.heif-standard"];
+        out.heif = uti && heifFamily && [uti conformsToType:heifFamily];
     }
     const Owned<CFDictionaryRef> properties(CGImageSourceCopyPropertiesAtIndex(source.get(), 0, nullptr));
     if (!properties) {
