@@ -4,7 +4,7 @@
 
 
 #include "platform/macos/MacPictureDecoder.h"
-#include "platform/macos/portable/ImageOrientation.h"
+#include "platform/macos/portable/MacImageOrientation.h"
 
 namespace tamsinvale {
 

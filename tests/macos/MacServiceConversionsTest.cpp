@@ -2,9 +2,9 @@
 // for ImageIO thumbnails, and where a Qt log message lands in the unified log.
 #include <gtest/gtest.h>
 
-#include "platform/macos/portable/ImageOrientation.h"
-#include "platform/macos/portable/LoginItemStatusCodes.h"
-#include "platform/macos/portable/UnifiedLogRoute.h"
+#include "platform/macos/portable/MacImageOrientation.h"
+#include "platform/macos/portable/MacLoginItemStatus.h"
+#include "platform/macos/portable/MacUnifiedLogRoute.h"
 
 namespace tamsinvale {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <QString>
 
-#include "platform/macos/portable/LoginItemStatusCodes.h"
+#include "platform/macos/portable/MacLoginItemStatus.h"
 
 namespace tamsinvale {
 

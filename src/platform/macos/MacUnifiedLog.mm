@@ -11,7 +11,7 @@
 #include <QMutex>
 #include <QMutexLocker>
 
-#include "platform/macos/portable/UnifiedLogRoute.h"
+#include "platform/macos/portable/MacUnifiedLogRoute.h"
 
 namespace tamsinvale {
 

@@ -1,5 +1,5 @@
 // Quarter turns (5: transpose, 6: 90° clockwise, 7: transverse, 8: 90° counter-clockwise) swap width and height.
-#include "ImageOrientation.h"
+#include "MacImageOrientation.h"
 
 #include <algorithm>
 

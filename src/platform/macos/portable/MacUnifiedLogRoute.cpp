@@ -1,5 +1,5 @@
 // Our prefix comes off the category; Qt's own categories ("qt.qpa.window") keep their whole name.
-#include "UnifiedLogRoute.h"
+#include "MacUnifiedLogRoute.h"
 
 namespace tamsinvale {
 

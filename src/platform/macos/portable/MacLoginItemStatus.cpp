@@ -1,5 +1,5 @@
 // The service management status values: 0 not registered, 1 enabled, 2 requires approval, 3 not found.
-#include "LoginItemStatusCodes.h"
+#include "MacLoginItemStatus.h"
 
 namespace tamsinvale {
 
