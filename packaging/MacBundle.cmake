@@ -51,10 +51,9 @@ set_source_files_properties(${icns} PROPERTIES MACOSX_PACKAGE_LOCATION Resources
 target_sources(tamsinvale PRIVATE ${icns})
 
 # After each link: the adapter into Resources, Qt and the other libraries into Frameworks, then the signature.
-# macdeployqt sits beside qmake in the Qt installation.
-get_target_property(qmake_location Qt6::qmake IMPORTED_LOCATION)
-get_filename_component(qt_bin_dir ${qmake_location} DIRECTORY)
-find_program(MACDEPLOYQT macdeployqt HINTS ${qt_bin_dir} REQUIRED)
+# macdeployqt sits in the Qt installation's bin folder (Qt6_DIR is <prefix>/lib/cmake/Qt6); Homebrew also links
+# it into its own bin folder, which is on the PATH.
+find_program(MACDEPLOYQT macdeployqt HINTS ${Qt6_DIR}/../../../bin REQUIRED)
 find_program(CODESIGN codesign REQUIRED)
 add_dependencies(tamsinvale tamsinvale_media_adapter)
 set(bundle_dir $<TARGET_BUNDLE_DIR:tamsinvale>)

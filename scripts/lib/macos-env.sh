@@ -6,6 +6,6 @@ for keg in icu4c libarchive; do
     keg_prefix=$(brew --prefix "$keg")
     export PKG_CONFIG_PATH="$keg_prefix/lib/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 done
-export CMAKE_PREFIX_PATH="$(brew --prefix qt)${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
+export CMAKE_PREFIX_PATH="$(brew --prefix qt):$brew_prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
 export PATH="$brew_prefix/bin:$PATH"
 jobs=$(sysctl -n hw.ncpu)

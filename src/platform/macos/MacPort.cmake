@@ -33,11 +33,16 @@ target_link_libraries(tamsinvale_macos
         "-framework CoreGraphics" "-framework Foundation" "-framework ImageIO" "-framework QuartzCore"
         "-framework ServiceManagement" "-framework UniformTypeIdentifiers")
 if(TAMSINVALE_HAVE_SPARKLE)
+    # <Sparkle/Sparkle.h> is found through the folder that holds the framework.
+    get_filename_component(sparkle_folder ${TAMSINVALE_SPARKLE_FRAMEWORK} DIRECTORY)
+    target_compile_options(tamsinvale_macos PRIVATE -F${sparkle_folder})
     target_link_libraries(tamsinvale_macos PRIVATE ${TAMSINVALE_SPARKLE_FRAMEWORK})
 endif()
 
 # libMediaRemoteAdapter.dylib: loaded by /usr/bin/perl, never linked into the application.
 add_library(tamsinvale_media_adapter SHARED ${CMAKE_CURRENT_SOURCE_DIR}/platform/macos/mediaadapter/MediaRemoteAdapter.mm)
-set_target_properties(tamsinvale_media_adapter PROPERTIES OUTPUT_NAME MediaRemoteAdapter PREFIX lib SUFFIX .dylib)
-target_compile_options(tamsinvale_media_adapter PRIVATE -fobjc-arc)
+# Plain Objective-C++ without Qt: no moc, and ARC only where the language is Objective-C++.
+set_target_properties(tamsinvale_media_adapter PROPERTIES OUTPUT_NAME MediaRemoteAdapter PREFIX lib SUFFIX .dylib
+    AUTOMOC OFF)
+target_compile_options(tamsinvale_media_adapter PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
 target_link_libraries(tamsinvale_media_adapter PRIVATE tamsinvale_warnings "-framework CoreFoundation" "-framework Foundation")
