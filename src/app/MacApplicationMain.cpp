@@ -30,6 +30,7 @@
 #include "platform/macos/MacBookmarks.h"
 #include "platform/macos/MacDefaultsDomain.h"
 #include "platform/macos/MacHotkeys.h"
+#include "platform/macos/MacKeyMonitors.h"
 #include "platform/macos/MacKeyboardCapture.h"
 #include "platform/macos/MacLoginItemService.h"
 #include "platform/macos/MacOverlayPanels.h"
@@ -41,6 +42,7 @@
 #ifdef TAMSINVALE_HAVE_SPARKLE
 #include "platform/macos/SparkleUpdater.h"
 #endif
+#include "services/LaunchOverlayController.h"
 #include "services/LoginItem.h"
 #include "services/SystemServices.h"
 #include "settings/SettingsStore.h"
@@ -137,6 +139,11 @@ int runApplication(int argc, char** argv, bool verbose)
             settingsWindow->show(settingsPageNamed(page));
     };
     switcher.install(services);
+    // Escape closes the launch overlay, typed in our own windows or in the application that is opening; the key
+    // still reaches its window.
+    switcher.launchOverlay().setKeyMonitors(
+        [](std::function<void(std::uint32_t)> onKey) { return MacKeyMonitors::local(std::move(onKey)); },
+        [](std::function<void(std::uint32_t)> onKey) { return MacKeyMonitors::global(std::move(onKey)); });
 
     // Media pause through the bundled adapter in a perl helper, launch at login through SMAppService, updates
     // through Sparkle when the bundle carries it.
