@@ -2,6 +2,8 @@
 // overlays draw.
 #include "PictureDecoder.h"
 
+#include "HevcDecoderPlugin.h"
+
 #include <QFile>
 #include <QImageReader>
 #include <algorithm>
@@ -169,6 +171,7 @@ DecodedPicture decodeHeif(const QString& path, const QSize& targetPixels)
     // give our reference back, so a decode never races an unload).
     static const bool initialised = [] {
         heif_init(nullptr);
+        registerHevcDecoderPlugin();
         return true;
     }();
     (void)initialised;

@@ -7,6 +7,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <libheif/heif.h>
+
 #include "../TestSupport.h"
 #include "DimmingTestSupport.h"
 #include "dimming/OverlayImageLoader.h"
@@ -216,4 +218,51 @@ TEST(OverlayPictures, decodingRunsOffTheMainThreadAndTheOverlayKeepsItsPictureMe
     EXPECT_TRUE(d.dimmer->imageLoader().decoding());
     d.dimmer.reset();
     d.desktop.scheduler.advance(2);
+}
+
+// HEVC is decoded by our libavcodec plugin ahead of libheif's own: it must read every sample layout heif-enc
+// writes (4:2:0, 4:4:4, 10 bits) into the same colours, with gradients to catch a shifted or halved plane.
+TEST(PictureDecoder, hevcInEverySampleLayoutDecodesThroughLibavcodecToTheSourceColours)
+{
+    const QString encoder = QStandardPaths::findExecutable(QStringLiteral("heif-enc"));
+    ASSERT_FALSE(encoder.isEmpty()) << "heif-enc (libheif-examples) is needed to make the test pictures";
+    QTemporaryDir dir;
+    const QSize size(320, 240);
+    QImage source(size, QImage::Format_RGBX64);
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x)
+            source.setPixelColor(x, y, QColor(x * 255 / size.width(), y * 255 / size.height(), 128));
+    const QString png16 = dir.filePath(QStringLiteral("ramp16.png"));
+    const QString png8 = dir.filePath(QStringLiteral("ramp8.png"));
+    ASSERT_TRUE(source.save(png16, "PNG"));
+    ASSERT_TRUE(source.convertToFormat(QImage::Format_RGB32).save(png8, "PNG"));
+
+    struct Layout {
+        const char* name;
+        QStringList arguments;
+    };
+    const Layout layouts[] = {
+        {"4:2:0 8 bits", {QStringLiteral("-q"), QStringLiteral("95"), png8}},
+        {"4:4:4 8 bits", {QStringLiteral("-q"), QStringLiteral("95"), QStringLiteral("-p"), QStringLiteral("chroma=444"), png8}},
+        {"4:2:0 10 bits", {QStringLiteral("-q"), QStringLiteral("95"), QStringLiteral("-b"), QStringLiteral("10"), png16}},
+    };
+    for (const Layout& layout : layouts) {
+        const QString heic = dir.filePath(QString::fromUtf8(layout.name).remove(QLatin1Char(' ')) + ".heic");
+        QProcess process;
+        process.start(encoder, QStringList{QStringLiteral("-o"), heic} + layout.arguments);
+        ASSERT_TRUE(process.waitForFinished(60000) && process.exitCode() == 0)
+            << layout.name << ": " << process.readAllStandardError().toStdString();
+        const DecodedPicture decoded = PictureDecoder::decode(heic, QSize(640, 480));
+        ASSERT_TRUE(decoded.ok()) << layout.name << ": " << decoded.error.toStdString();
+        ASSERT_EQ(decoded.image.size(), size) << layout.name;
+        for (const QPoint at : {QPoint(10, 10), QPoint(300, 20), QPoint(160, 120), QPoint(30, 230), QPoint(310, 230)})
+            EXPECT_TRUE(near(decoded.image.pixel(at), source.pixelColor(at), 12))
+                << layout.name << " at " << at.x() << "," << at.y() << ": " << std::hex << decoded.image.pixel(at);
+    }
+
+    heif_init(nullptr);
+    const heif_decoder_descriptor* first = nullptr;
+    ASSERT_GE(heif_get_decoder_descriptors(heif_compression_HEVC, &first, 1), 1);
+    EXPECT_STREQ(heif_decoder_descriptor_get_name(first), "libavcodec HEVC");
+    heif_deinit();
 }
