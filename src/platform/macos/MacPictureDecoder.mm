@@ -8,6 +8,7 @@
 #import <UniformTypeIdentifiers/UniformTypeIdentifiers.h>
 
 #include <QFile>
+#include <cstdint>
 
 namespace tamsinvale {
 

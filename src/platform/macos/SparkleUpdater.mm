@@ -64,7 +64,7 @@ struct SparkleUpdater::Objects {
     SPUStandardUpdaterController* controller = nil;
 };
 
-SparkleUpdater::SparkleUpdater(QObject* parent) : SoftwareUpdater(parent), m_objects(std::make_unique<Objects>()) {}
+SparkleUpdater::SparkleUpdater(QObject* parent) : m_objects(std::make_unique<Objects>()) { setParent(parent); }
 
 SparkleUpdater::~SparkleUpdater()
 {
