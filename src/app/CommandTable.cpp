@@ -143,7 +143,11 @@ QString CommandTable::help()
         "\n"
         "Tamsinvale keeps one application and one window at the centre of attention: an app switcher, a\n"
         "window switcher, focus dimming, window sizes and more, behind global hotkeys and a tray icon.\n"
+#ifdef __APPLE__
+        "Without a command it runs in the menu bar.\n"
+#else
         "Without a command it runs in the tray of the X11 session (one instance per session).\n"
+#endif
         "\n"
         "Commands:\n");
     constexpr int column = 34;
@@ -160,8 +164,13 @@ QString CommandTable::help()
         row(option.names, option.summary);
     text += QStringLiteral(
         "\n"
+#ifdef __APPLE__
+        "`tamsinvale COMMAND --help` describes a command. Exit status: 0 done, 2 wrong usage, 3 no running\n"
+        "Tamsinvale to ask (ctl), 1 any other failure.\n");
+#else
         "`tamsinvale COMMAND --help` describes a command. Exit status: 0 done, 2 wrong usage, 3 no running\n"
         "Tamsinvale to ask (ctl), 4 no X11 session, 1 any other failure.\n");
+#endif
     return text;
 }
 
