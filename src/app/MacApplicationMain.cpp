@@ -107,11 +107,16 @@ int runApplication(int argc, char** argv, bool verbose)
 
     SettingsStore& settings = SettingsStore::shared();
     AppServices services;
+    // Not modal: the hotkeys and the menu keep working while it is open; an agent app must bring itself forward.
     services.showAbout = [] {
-        QMessageBox::about(nullptr, QStringLiteral("About Tamsinvale"),
-                           QStringLiteral("<b>Tamsinvale</b> %1<br><br>Keeps one application and one window at the "
-                                          "centre of attention.")
-                               .arg(QApplication::applicationVersion()));
+        auto* box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("About Tamsinvale"),
+                                    QStringLiteral("<b>Tamsinvale</b> %1<br><br>Keeps one application and one window "
+                                                   "at the centre of attention.")
+                                        .arg(QApplication::applicationVersion()));
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->show();
+        box->raise();
+        box->activateWindow();
     };
     // The switcher panel becomes key and watches the keys typed into it.
     MacKeyboardCapture keyboardCapture;
