@@ -5,14 +5,18 @@
 #include <QTextStream>
 
 #include "ControlService.h"
-#include "DebugCommand.h"
-#include "InactiveCommand.h"
 #include "SettingsCommand.h"
 #include "ShellCompletion.h"
-#include "ShortcutsCommand.h"
 #include "TamsinvaleApp.h"
+#include "UserDefaultsDomain.h"
+#ifndef __APPLE__
+// These commands read the X11 desktop, the freedesktop application entries or the Linux wallpaper folders; the
+// macOS build has the settings and control commands only.
+#include "DebugCommand.h"
+#include "InactiveCommand.h"
+#include "ShortcutsCommand.h"
 #include "WallpapersCommand.h"
-#include "platform/linux/PlistDefaultsDomain.h"
+#endif
 #include "settings/SettingsStore.h"
 
 namespace tamsinvale {
@@ -22,8 +26,8 @@ namespace {
 int runSettingsMain(int argc, char** argv, const QStringList& arguments)
 {
     QCoreApplication app(argc, argv);
-    PlistDefaultsDomain defaults(PlistDefaultsDomain::standardPath());
-    SettingsStore store(defaults);
+    const std::unique_ptr<DefaultsDomain> defaults = openUserDefaultsDomain();
+    SettingsStore store(*defaults);
     QTextStream out(stdout);
     QTextStream err(stderr);
     return runSettingsCommand(store, arguments, out, err);
@@ -50,7 +54,7 @@ QList<CommandWord> controlWords()
 QList<Command> buildCommands()
 {
     using namespace CommandTable;
-    const QStringList json{QStringLiteral("--json")};
+    [[maybe_unused]] const QStringList json{QStringLiteral("--json")};
     return {
         {QStringLiteral("ctl"), QStringLiteral("ACTION [ARG]"),
          QStringLiteral("ask the running Tamsinvale to do what a hotkey or menu item does"), controlWords(),
@@ -63,6 +67,7 @@ QList<Command> buildCommands()
           {QStringLiteral("set"), {settingArgument}},
           {QStringLiteral("reset"), {settingArgument}}},
          runSettingsMain},
+#ifndef __APPLE__
         {QStringLiteral("shortcuts"), QStringLiteral("COMMAND [ARGS]"),
          QStringLiteral("bind keys to applications for the app switcher"),
          {{QStringLiteral("list"), {}},
@@ -90,6 +95,7 @@ QList<Command> buildCommands()
           {QStringLiteral("use"), {fileArgument}},
           {QStringLiteral("rotation"), {QStringLiteral("add"), QStringLiteral("remove"), QStringLiteral("every")}}},
          runWallpapersMain},
+#endif
         {QStringLiteral("completion"), QStringLiteral("bash|zsh"),
          QStringLiteral("print the shell completion script for bash or zsh"),
          {{QStringLiteral("bash"), {}}, {QStringLiteral("zsh"), {}}}, runCompletionMain},
@@ -137,7 +143,11 @@ QString CommandTable::help()
         "\n"
         "Tamsinvale keeps one application and one window at the centre of attention: an app switcher, a\n"
         "window switcher, focus dimming, window sizes and more, behind global hotkeys and a tray icon.\n"
+#ifdef __APPLE__
+        "Without a command it runs in the menu bar.\n"
+#else
         "Without a command it runs in the tray of the X11 session (one instance per session).\n"
+#endif
         "\n"
         "Commands:\n");
     constexpr int column = 34;
@@ -154,8 +164,13 @@ QString CommandTable::help()
         row(option.names, option.summary);
     text += QStringLiteral(
         "\n"
+#ifdef __APPLE__
+        "`tamsinvale COMMAND --help` describes a command. Exit status: 0 done, 2 wrong usage, 3 no running\n"
+        "Tamsinvale to ask (ctl), 1 any other failure.\n");
+#else
         "`tamsinvale COMMAND --help` describes a command. Exit status: 0 done, 2 wrong usage, 3 no running\n"
         "Tamsinvale to ask (ctl), 4 no X11 session, 1 any other failure.\n");
+#endif
     return text;
 }
 

@@ -1,6 +1,7 @@
 // Decodes one wallpaper file into a bitmap no larger than a screen needs. Pure and thread-safe: it runs on the
-// picture queue, off the main thread. HEIF/HEIC (the format of the platform's desktop pictures) goes through
-// libheif, everything else through Qt's image readers.
+// picture queue, off the main thread. On Linux HEIF/HEIC (the format of the platform's desktop pictures) goes
+// through libheif and everything else through Qt's image readers (LibheifPictureDecoder.cpp); on macOS ImageIO
+// reads them all (ImageIOPictureDecoder.cpp). The build compiles one of the two.
 #pragma once
 
 #include <QImage>

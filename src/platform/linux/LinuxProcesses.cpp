@@ -133,8 +133,11 @@ ProcessStart LinuxProcesses::start(const QString& program, const QStringList& ar
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    // Nothing of ours (the X connection, the session bus) leaks into the user's program.
+    // Nothing of ours (the X connection, the session bus) leaks into the user's program. macOS has no
+    // addclosefrom; its POSIX_SPAWN_CLOEXEC_DEFAULT (below) closes every descriptor the actions do not name.
+#ifndef __APPLE__
     posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+#endif
     const QByteArray directory = QFile::encodeName(workingDirectory);
     if (!directory.isEmpty())
         posix_spawn_file_actions_addchdir_np(&actions, directory.constData());
@@ -147,7 +150,11 @@ ProcessStart LinuxProcesses::start(const QString& program, const QStringList& ar
     sigfillset(&all);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+#ifdef __APPLE__
+    flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
+#endif
+    posix_spawnattr_setflags(&attributes, flags);
     pid_t pid = 0;
     const int error = posix_spawnp(&pid, argv.front(), &actions, &attributes, argv.data(),
                                    environment ? envp.data() : environ);
