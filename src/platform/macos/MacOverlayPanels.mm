@@ -2,14 +2,14 @@
 // layer-backed content view holding, bottom to top: the fill (the view's own layer), the picture layer
 // (aspect-fill over the whole screen height, the menu bar strip clipped), the darkening layer, and the content
 // layer that a rendered card uses instead of the other three.
-#include "OverlayPanels.h"
+#include "MacOverlayPanels.h"
 
 #import <AppKit/AppKit.h>
 #import <QuartzCore/QuartzCore.h>
 
 #include <algorithm>
 
-#include "portable/MacPanelStyle.h"
+#include "platform/macos/portable/MacPanelStyle.h"
 
 // The window server would push a window off the menu bar and into the visible frame; the overlays and strips must
 // stay exactly where they are put.

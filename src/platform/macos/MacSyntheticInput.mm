@@ -1,12 +1,12 @@
 // One scalar as a key-down and key-up whose Unicode string overrides what the key would type; posted at the HID
 // level, so the frontmost application receives it as if typed. The flags are cleared: the modifiers of the hotkey
 // that asked for the text may still be held, and must not turn the character into a shortcut.
-#include "SyntheticInput.h"
+#include "MacSyntheticInput.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 
 #include "platform/Logging.h"
-#include "portable/MacTypedScalar.h"
+#include "platform/macos/portable/MacTypedScalar.h"
 
 namespace tamsinvale {
 

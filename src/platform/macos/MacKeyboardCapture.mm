@@ -2,15 +2,15 @@
 // is key, AppKit routes the keyboard to this application without activating it, and the local monitor takes each
 // key-down before it is dispatched (returning nil, so nothing beeps). Pointer presses anywhere else (global
 // monitor) or in another window of ours (local monitor) outside the switcher's area end the session as Escape would.
-#include "KeyboardCapture.h"
+#include "MacKeyboardCapture.h"
 
 #import <AppKit/AppKit.h>
 
 #include <QString>
 
 #include "platform/Logging.h"
-#include "portable/MacKeyTranslation.h"
-#include "portable/MacPanelStyle.h"
+#include "platform/macos/portable/MacKeyTranslation.h"
+#include "platform/macos/portable/MacPanelStyle.h"
 
 @interface TamsinvaleKeyCatcherPanel : NSPanel
 @end

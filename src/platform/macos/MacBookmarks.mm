@@ -1,7 +1,7 @@
 // Bookmarks through NSURL. Access to a security-scoped resource belongs to the URL object that resolution
 // returned, so the last URL resolved for each path is kept and each start is matched by a stop on the very URL
 // it was made on.
-#include "Bookmarks.h"
+#include "MacBookmarks.h"
 
 #import <Foundation/Foundation.h>
 

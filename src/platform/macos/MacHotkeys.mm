@@ -1,6 +1,6 @@
 // Carbon hotkeys: one handler for kEventHotKeyPressed on the application target; each registration carries the
 // signature "ATHK" and our identifier, which the handler reads back from the event and hands to the main queue.
-#include "Hotkeys.h"
+#include "MacHotkeys.h"
 
 #include <Carbon/Carbon.h>
 #include <dispatch/dispatch.h>
@@ -9,8 +9,8 @@
 #include <algorithm>
 
 #include "platform/Logging.h"
-#include "portable/MacCarbonHotKeys.h"
-#include "portable/MacKeyTranslation.h"
+#include "platform/macos/portable/MacCarbonHotKeys.h"
+#include "platform/macos/portable/MacKeyTranslation.h"
 
 namespace tamsinvale {
 

@@ -2,12 +2,12 @@
 // qint64, double, QString, QByteArray, QDateTime, QVariantList, QVariantMap) by the rules of MacDefaultsValue: a
 // CFBoolean is a bool, a floating-point CFNumber a double, any other number an integer; dates count from the
 // 2001 reference date.
-#include "Defaults.h"
+#include "MacDefaultsDomain.h"
 
 #import <Foundation/Foundation.h>
 
 #include "platform/Logging.h"
-#include "portable/MacDefaultsValue.h"
+#include "platform/macos/portable/MacDefaultsValue.h"
 
 namespace tamsinvale {
 
