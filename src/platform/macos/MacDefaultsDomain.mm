@@ -6,6 +6,9 @@
 
 #import <Foundation/Foundation.h>
 
+#include <QPointer>
+#include <utility>
+
 #include "platform/Logging.h"
 #include "platform/macos/portable/MacDefaultsValue.h"
 
@@ -126,7 +129,8 @@ MacDefaultsDomain::MacDefaultsDomain(QObject* parent) : DefaultsDomain(parent), 
         [NSNotificationCenter.defaultCenter addObserverForName:NSUserDefaultsDidChangeNotification
                                                         object:m_native->defaults
                                                          queue:nil
-                                                    usingBlock:^(NSNotification*) {
+                                                    usingBlock:^(NSNotification* note) {
+                                                        (void)note;
                                                         if (guard)
                                                             guard->changedHere();
                                                     }];

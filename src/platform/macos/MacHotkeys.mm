@@ -66,12 +66,12 @@ int MacHotkeys::installHandler()
 {
     if (m_handler)
         return noErr;
-    const EventTypeSpec pressed{kEventClassKeyboard, kEventHotKeyPressed};
+    const EventTypeSpec pressEvent{kEventClassKeyboard, kEventHotKeyPressed};
     EventHandlerRef handler = nullptr;
     const OSStatus status = InstallEventHandler(GetApplicationEventTarget(), NewEventHandlerUPP(hotKeyPressed), 1,
-                                                &pressed, this, &handler);
+                                                &pressEvent, this, &handler);
     if (status != noErr) {
-        qCWarning(lcHotkeys, "InstallEventHandler: %s", qUtf8Printable(MacCarbon::statusText(status)));
+        qCDebug(lcHotkeys, "InstallEventHandler: %s", qUtf8Printable(MacCarbon::statusText(status)));
         return status;
     }
     m_handler = handler;
