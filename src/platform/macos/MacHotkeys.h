@@ -24,6 +24,8 @@ public:
     // Qt reports the virtual key code itself as the native virtual key.
     std::optional<std::uint32_t> keyCodeForNativeKey(std::uint32_t nativeScanCode,
                                                      std::uint32_t nativeVirtualKey) const override;
+    // Qt's native modifiers on macOS are the event's NSEventModifierFlags.
+    std::optional<std::uint32_t> modifiersForNativeModifiers(std::uint32_t nativeModifiers) const override;
 
     // Called by the Carbon handler for each press: hops to the main queue and emits `pressed` there.
     void pressArrived(std::uint32_t identifier);

@@ -124,6 +124,11 @@ std::optional<std::uint32_t> MacHotkeys::keyCodeForNativeKey(std::uint32_t nativ
     return MacKeyTranslation::keyCodeForQtNativeKey(nativeScanCode, nativeVirtualKey);
 }
 
+std::optional<std::uint32_t> MacHotkeys::modifiersForNativeModifiers(std::uint32_t nativeModifiers) const
+{
+    return MacKeyTranslation::carbonModifiers(nativeModifiers);
+}
+
 void MacHotkeys::pressArrived(std::uint32_t identifier)
 {
     // The press is acted on in a later turn of the main queue, after the Carbon dispatch has returned.
