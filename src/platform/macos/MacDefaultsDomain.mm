@@ -161,9 +161,12 @@ bool MacDefaultsDomain::store(const QString& key, const QVariant& value)
                   qUtf8Printable(key), value.metaType().name() ? value.metaType().name() : "value without type");
         return false;
     }
-    if (sameValue(this->value(key), value))
+    id native = toNative(value);
+    // Compared in stored form: an int and a qint64 of the same number are the same stored integer.
+    const std::optional<QVariant> asStored = toPortable(native);
+    if (asStored && sameValue(this->value(key), *asStored))
         return false;
-    [m_native->defaults setObject:toNative(value) forKey:key.toNSString()];
+    [m_native->defaults setObject:native forKey:key.toNSString()];
     return true;
 }
 

@@ -1,4 +1,4 @@
-// Key-window capture for the switchers. The key panel is borderless, non-activating and fully transparent; while it
+// Key-window capture for the switchers. The key panel is a borderless, non-activating clear point; while it
 // is key, AppKit routes the keyboard to this application without activating it, and the local monitor takes each
 // key-down before it is dispatched (returning nil, so nothing beeps). Pointer presses anywhere else (global
 // monitor) or in another window of ours (local monitor) outside the switcher's area end the session as Escape would.
@@ -66,7 +66,6 @@ TamsinvaleKeyCatcherPanel* makeKeyPanel()
     panel.releasedWhenClosed = NO;
     panel.opaque = NO;
     panel.backgroundColor = NSColor.clearColor;
-    panel.alphaValue = 0.0;
     panel.hasShadow = NO;
     panel.ignoresMouseEvents = YES;
     panel.hidesOnDeactivate = NO;
