@@ -145,7 +145,10 @@ void HotkeyCaptureTextField::keyPressEvent(QKeyEvent* e)
         finishAndLeave();
         return;
     }
-    const HotKeyConfig config{*keyCode, carbonModifiers(e->modifiers())};
+    std::optional<std::uint32_t> modifiers;
+    if (m_modifierTranslator)
+        modifiers = m_modifierTranslator(e->nativeModifiers());
+    const HotKeyConfig config{*keyCode, modifiers.value_or(carbonModifiers(e->modifiers()))};
     setText(config.displayString());
     if (onCapture)
         onCapture(config);

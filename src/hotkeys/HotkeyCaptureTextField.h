@@ -23,6 +23,9 @@ public:
     // The stored key code of a press as the window system reported it; empty or nothing: the portable Qt key.
     using KeyCodeTranslator = std::function<std::optional<std::uint32_t>(std::uint32_t nativeScanCode,
                                                                          std::uint32_t nativeVirtualKey)>;
+    // The Carbon mask of a press's modifiers as the window system reported them; nothing: Qt's modifiers. On macOS
+    // Qt names the command key Control and the control key Meta, so only the native flags say which was held.
+    using ModifierTranslator = std::function<std::optional<std::uint32_t>(std::uint32_t nativeModifiers)>;
 
     explicit HotkeyCaptureTextField(QWidget* parent = nullptr);
     ~HotkeyCaptureTextField() override;
@@ -35,6 +38,7 @@ public:
     std::function<void()> onEndCapture;
 
     void setKeyCodeTranslator(KeyCodeTranslator translator) { m_translator = std::move(translator); }
+    void setModifierTranslator(ModifierTranslator translator) { m_modifierTranslator = std::move(translator); }
     // Shows the combination's display text, or the placeholder when there is none.
     void setHotKey(const std::optional<HotKeyConfig>& hotKey);
     bool isRecording() const { return m_recording; }
@@ -59,6 +63,7 @@ private:
     void showRecordingStyle(bool recording);
 
     KeyCodeTranslator m_translator;
+    ModifierTranslator m_modifierTranslator;
     bool m_recording = false;
 };
 

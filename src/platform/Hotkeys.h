@@ -43,6 +43,13 @@ public:
         (void)nativeVirtualKey;
         return std::nullopt;
     }
+    // The Carbon modifier mask of such a key press from the modifiers the window system reported (Qt's native
+    // modifiers); nothing when this desktop leaves it to Qt's portable modifiers.
+    virtual std::optional<std::uint32_t> modifiersForNativeModifiers(std::uint32_t nativeModifiers) const
+    {
+        (void)nativeModifiers;
+        return std::nullopt;
+    }
 
 signals:
     // A registered hotkey was pressed; emitted on the main queue, once per press.

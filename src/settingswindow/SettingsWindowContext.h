@@ -53,6 +53,9 @@ struct SettingsWindowContext {
             field->setKeyCodeTranslator([hotkeys](std::uint32_t scanCode, std::uint32_t virtualKey) {
                 return hotkeys->keyCodeForNativeKey(scanCode, virtualKey);
             });
+            field->setModifierTranslator([hotkeys](std::uint32_t nativeModifiers) {
+                return hotkeys->modifiersForNativeModifiers(nativeModifiers);
+            });
         }
         field->onStartCapture = recordingStarted;
         field->onEndCapture = recordingEnded;

@@ -12,6 +12,7 @@
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotkeyCaptureTextField.h"
 #include "platform/fake/FakeDesktop.h"
+#include "platform/macos/portable/MacKeyTranslation.h"
 #include "settings/SettingsStore.h"
 #include "windows/FocusTracker.h"
 
@@ -140,6 +141,29 @@ TEST(HotkeyCaptureTextField, theDesktopsKeyTranslationWinsAndUnknownKeysAreIgnor
     r.other->setFocus();
     EXPECT_FALSE(r.field->isRecording());
     EXPECT_EQ(r.ends, 2);
+}
+
+TEST(HotkeyCaptureTextField, theDesktopsModifierFlagsDecideWhichModifiersWereHeld)
+{
+    Recorder r;
+    // As on macOS: Qt calls the command key Control and the control key Meta; the native flags tell the truth.
+    r.field->setModifierTranslator([](std::uint32_t native) -> std::optional<std::uint32_t> {
+        return MacKeyTranslation::carbonModifiers(native);
+    });
+    r.click();
+    const auto commandOption = std::uint32_t(MacKeyTranslation::flagCommand | MacKeyTranslation::flagOption);
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_Right, Qt::ControlModifier | Qt::AltModifier, 0, 124, commandOption);
+    QApplication::sendEvent(r.field, &press);
+    ASSERT_EQ(r.captured.size(), 1);
+    EXPECT_EQ(r.captured[0], (HotKeyConfig{124, 256 | 2048}));
+    EXPECT_EQ(r.field->text(), "⌘ ⌥ →");
+
+    // A desktop that leaves it to Qt (nothing from the translator): Qt's modifiers count.
+    r.field->setModifierTranslator([](std::uint32_t) { return std::optional<std::uint32_t>(); });
+    r.click();
+    QTest::keyClick(r.field, Qt::Key_Right, Qt::ControlModifier | Qt::AltModifier);
+    ASSERT_EQ(r.captured.size(), 2);
+    EXPECT_EQ(r.captured[1], (HotKeyConfig{124, 4096 | 2048}));
 }
 
 TEST(HotkeyCaptureTextField, aFieldGoingAwayMidRecordingStillEndsIt)
