@@ -5,6 +5,8 @@
 // listing titled windows, filtering as keys are typed (even before it is up) and raising the chosen window.
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -49,12 +51,13 @@ QString hotKey(int keyCode, int modifiers)
 }
 
 constexpr int super = 256;  // the Carbon command bit: Super on X11
+constexpr int control = 4096;  // the Carbon control bit
 
 // The instance under test: a private session bus, a temporary configuration, its log in the artifacts. Openbox
 // owns Ctrl+Alt+arrows (the default snap keys), so the halves and the next display get Super combinations.
 class Tamsinvale {
 public:
-    Tamsinvale(XTestSession& s, const QString& logName) : m_session(s)
+    Tamsinvale(XTestSession& s, const QString& logName, const QStringList& moreSettings = {}) : m_session(s)
     {
         m_env = QStringList{"DISPLAY=" + s.display(), "DBUS_SESSION_BUS_ADDRESS=" + m_bus.address,
                             "XDG_CONFIG_HOME=" + m_config.path(), "XDG_DATA_HOME=" + m_config.path() + "/data",
@@ -67,9 +70,10 @@ public:
             "{\"id\":\"6B1A2F3C-0000-4000-8000-A11F00000003\",\"name\":\"Small\",\"width\":\"640\","
             "\"height\":\"480\"}]")
                                     .arg(hotKey(3, super), hotKey(8, super));  // Super+F, Super+C
-        const QStringList settings{"snapLeftHotKey", hotKey(123, super), "snapRightHotKey", hotKey(124, super),
+        QStringList settings{"snapLeftHotKey", hotKey(123, super), "snapRightHotKey", hotKey(124, super),
                                    "moveToNextScreenHotKey", hotKey(45, super),  // Super+N
                                    "windowSizePresets", presets};
+        settings += moreSettings;
         for (int i = 0; i + 1 < settings.size(); i += 2) {
             const ToolRun set = runWith(m_env, {tamsinvalePath, "settings", "set", settings[i], settings[i + 1]});
             EXPECT_EQ(set.exitCode, 0) << set.output.toStdString();
@@ -115,13 +119,33 @@ bool press(XTestSession& s, const QStringList& keys)
     return s.tool(QStringList{"xdotool", "key", "--delay", "0"} + keys).has_value();
 }
 
-// The manager's frame around a client (title bar included), in root coordinates, read on the test's connection.
+// The frame the user sees around a client (title bar included), in root coordinates, read on the test's connection:
+// the client's own rectangle grown by the borders the manager announces in _NET_FRAME_EXTENTS. Managers whose frame
+// window also carries invisible borders to grab for resizing (Metacity, Marco) make that window larger than what
+// is drawn; without the announcement, the frame window is all there is to go by.
 std::optional<QRect> frameOf(XTestSession& s, xcb_window_t client)
 {
+    xcb_connection_t* c = s.x().xcb();
+    auto* g = xcb_get_geometry_reply(c, xcb_get_geometry(c, client), nullptr);
+    if (!g)
+        return std::nullopt;
+    const QSize clientSize(g->width, g->height);
+    const xcb_window_t root = g->root;
+    std::free(g);
+    const QList<uint32_t> extents = s.x().cardinals(client, "_NET_FRAME_EXTENTS");
+    if (extents.size() == 4) {
+        auto* t = xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, client, root, 0, 0), nullptr);
+        if (!t)
+            return std::nullopt;
+        const QRect r(t->dst_x - int(extents[0]), t->dst_y - int(extents[2]),
+                      clientSize.width() + int(extents[0] + extents[1]), clientSize.height() + int(extents[2] + extents[3]));
+        std::free(t);
+        return r;
+    }
     const xcb_window_t frame = s.x().topLevelAncestor(client);
     if (frame == XCB_WINDOW_NONE)
         return std::nullopt;
-    auto* g = xcb_get_geometry_reply(s.x().xcb(), xcb_get_geometry(s.x().xcb(), frame), nullptr);
+    g = xcb_get_geometry_reply(c, xcb_get_geometry(c, frame), nullptr);
     if (!g)
         return std::nullopt;
     const QRect r(g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width);
@@ -281,6 +305,16 @@ std::optional<xcb_window_t> switcherPanel(XTestSession& s)
 
 xcb_window_t activeWindow(XTestSession& s) { return s.x().cardinals(s.x().root(), "_NET_ACTIVE_WINDOW").value(0); }
 
+// A window command by its hotkey, or, where the manager grabs Super alone (IceWM: no Super combination reaches us,
+// and the user is told so), the same command from the command line, to see where frames land under that manager.
+bool command(XTestSession& s, Tamsinvale& app, const QString& keys, const QStringList& sameFromCommandLine)
+{
+    if (!s.windowManagerTakesSuper())
+        return press(s, {keys});
+    const ToolRun run = app.ctl(sameFromCommandLine);
+    return run.exitCode == 0;
+}
+
 }  // namespace
 
 TEST(WindowManagementEndToEnd, presetsHalvesAndTheNextDisplayPlaceTheFrameOfOurClient)
@@ -296,22 +330,22 @@ TEST(WindowManagementEndToEnd, presetsHalvesAndTheNextDisplayPlaceTheFrameOfOurC
     ASSERT_TRUE(d.s.activate(editor));
 
     // Presets by their hotkeys, centred on the primary monitor's visible frame.
-    ASSERT_TRUE(press(d.s, {"super+f"}));
+    ASSERT_TRUE(command(d.s, app, "super+f", {"size", "Full"}));
     EXPECT_TRUE(lands(d.s, editor, rightVisible));
-    ASSERT_TRUE(press(d.s, {"super+c"}));
+    ASSERT_TRUE(command(d.s, app, "super+c", {"size", "Centre"}));
     EXPECT_TRUE(lands(d.s, editor, QRect(1280 + 480, 216, 960, 648)));
     // The halves.
-    ASSERT_TRUE(press(d.s, {"super+Left"}));
+    ASSERT_TRUE(command(d.s, app, "super+Left", {"snap-left"}));
     EXPECT_TRUE(lands(d.s, editor, QRect(1280, 0, 960, 1080)));
-    ASSERT_TRUE(press(d.s, {"super+Right"}));
+    ASSERT_TRUE(command(d.s, app, "super+Right", {"snap-right"}));
     EXPECT_TRUE(lands(d.s, editor, QRect(2240, 0, 960, 1080)));
     EXPECT_TRUE(app.log().contains("tamsinvale.resize: snap: right → (960, 0, 960, 1080)")) << app.log().toStdString();
 
     // To the left monitor (flush right there, below its panel, as tall as its visible frame) and back: from the
     // last display in the order the next is the first again.
-    ASSERT_TRUE(press(d.s, {"super+n"}));
+    ASSERT_TRUE(command(d.s, app, "super+n", {"next-display"}));
     EXPECT_TRUE(lands(d.s, editor, QRect(320, panelHeight, 960, 994)));
-    ASSERT_TRUE(press(d.s, {"super+n"}));
+    ASSERT_TRUE(command(d.s, app, "super+n", {"next-display"}));
     EXPECT_TRUE(lands(d.s, editor, QRect(2240, 43, 960, 994)));  // (1080 − 994) / 2 below the top: fy was 0.5
     screenshot(d.s, "client-back-on-the-primary");
 
@@ -364,6 +398,9 @@ TEST(WindowManagementEndToEnd, anXtermLandsWithinItsCellSizeAndTheMonitorItLeftI
 
 TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRaisesTheChosenOne)
 {
+    if (XTestSession::get().windowManagerTakesSuper())
+        GTEST_SKIP() << "the window manager grabs Super alone, so Super+` never reaches Tamsinvale; that is reported to "
+                        "the user (WindowManagerBehaviour.aHotkeyTheManagerTakes…)";
     TwoMonitors d;
     ASSERT_NO_FATAL_FAILURE(d.setUp());
     // Three windows to list (one on the second virtual desktop), one minimised that is not listed; all on the
@@ -376,13 +413,28 @@ TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRais
                               windowSpec(QStringLiteral("report.txt — Editor"), 100, 100)});
     ASSERT_TRUE(client);
     const xcb_window_t notes = client->window(0), away = client->window(2), report = client->window(3);
-    Tamsinvale app(d.s, "switcher");
-    ASSERT_TRUE(app.started()) << app.log().toStdString();
+    std::optional<Tamsinvale> withDefaults(std::in_place, d.s, "switcher");
+    ASSERT_TRUE(withDefaults->started()) << withDefaults->log().toStdString();
+    // Metacity and Marco bind Super+` themselves (switching between an application's windows), so our registration
+    // fails: the user is told which hotkey, records another combination, and goes on with that one.
+    QString switcherKey = QStringLiteral("super+grave");
+    std::optional<Tamsinvale> withOwnKey;
+    if (withDefaults->log().contains("register 'Window Switcher' failed")) {
+        EXPECT_TRUE(withDefaults->log().contains("These hotkeys could not be registered") &&
+                    withDefaults->log().contains("Window Switcher. Record a different combination"))
+            << withDefaults->log().toStdString();
+        withDefaults.reset();
+        withOwnKey.emplace(d.s, "switcher-own-key", QStringList{"windowsSwitcherHotKey", hotKey(50, super | control)});
+        ASSERT_TRUE(withOwnKey->started()) << withOwnKey->log().toStdString();
+        ASSERT_FALSE(withOwnKey->log().contains("register 'Window Switcher' failed")) << withOwnKey->log().toStdString();
+        switcherKey = QStringLiteral("ctrl+super+grave");
+    }
+    Tamsinvale& app = withOwnKey ? *withOwnKey : *withDefaults;
     // Front to back: the report, the notes, then the rest.
     ASSERT_TRUE(d.s.activate(notes));
     ASSERT_TRUE(d.s.activate(report));
 
-    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(press(d.s, {switcherKey}));
     std::optional<xcb_window_t> panel;
     ASSERT_TRUE(d.s.waitUntil([&] { return (panel = switcherPanel(d.s)).has_value(); }, 10s)) << app.log().toStdString();
     EXPECT_TRUE(d.s.x().keyboardGrabbedByAnother());
@@ -410,28 +462,37 @@ TEST(WindowManagementEndToEnd, theWindowSwitcherListsTitledWindowsFiltersAndRais
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
 
     // The hotkey and the keys behind it at once, before the panel can be up: none is lost.
-    ASSERT_TRUE(press(d.s, {"super+grave", "r", "e", "p", "Return"}));
+    ASSERT_TRUE(press(d.s, {switcherKey, "r", "e", "p", "Return"}));
     EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == report; }, 5s)) << app.log().toStdString();
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
 
     // A click into another window while the panel holds the keyboard (the notes' corner left uncovered by the
     // report and the panel): the panel lets go and the click reaches that window.
-    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(press(d.s, {switcherKey}));
     ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
     ASSERT_TRUE(d.s.tool({"xdotool", "mousemove", "800", "250", "click", "1"}));
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s))
         << app.log().toStdString();
     EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == notes; }, 5s));
 
-    // A window on another virtual desktop: choosing it switches there.
-    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    // A window on another virtual desktop: choosing it brings it to the user.
+    ASSERT_TRUE(press(d.s, {switcherKey}));
     ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
     ASSERT_TRUE(press(d.s, {"w", "h", "e", "r", "e", "KP_Enter"}));
     EXPECT_TRUE(d.s.waitUntil([&] { return activeWindow(d.s) == away; }, 5s)) << app.log().toStdString();
-    EXPECT_EQ(d.s.x().cardinals(d.s.x().root(), "_NET_CURRENT_DESKTOP").value(0), 1u);
+    // It is where the user looks: most managers switch to its desktop, xfwm4 (as configured by default) brings the
+    // window to the current one.
+    EXPECT_TRUE(d.s.waitUntil(
+        [&] {
+            const uint32_t current = d.s.x().cardinals(d.s.x().root(), "_NET_CURRENT_DESKTOP").value(0);
+            return current == 1 || current == d.s.x().cardinals(away, "_NET_WM_DESKTOP").value(~0u);
+        },
+        5s))
+        << "current desktop " << d.s.x().cardinals(d.s.x().root(), "_NET_CURRENT_DESKTOP").value(0) << ", the window's "
+        << d.s.x().cardinals(away, "_NET_WM_DESKTOP").value(~0u);
 
     // Escape with Shift held closes it and gives the keyboard back; nothing else changes.
-    ASSERT_TRUE(press(d.s, {"super+grave"}));
+    ASSERT_TRUE(press(d.s, {switcherKey}));
     ASSERT_TRUE(d.s.waitUntil([&] { return switcherPanel(d.s).has_value(); }, 10s));
     ASSERT_TRUE(press(d.s, {"shift+Escape"}));
     EXPECT_TRUE(d.s.waitUntil([&] { return !switcherPanel(d.s) && !d.s.x().keyboardGrabbedByAnother(); }, 5s));
