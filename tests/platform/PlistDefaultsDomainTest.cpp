@@ -79,16 +79,19 @@ TEST(PlistDefaultsDomain, valuesXmlCannotCarryKeepTheFileReadable)
 {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("defaults.plist"));
-    // A string with a control character (a binary file may hold one), a date with milliseconds, and dates past
+    // A string with a control character (a binary file may hold one), dates with milliseconds after and before the
+    // reference date of 2001, and dates past
     // what the file format's 32-bit seconds reach.
     const QString odd = QStringLiteral("3F2504E0-4F8") + QChar(0x19) + QStringLiteral("-11D3");
     const QDateTime precise(QDate(2026, 1, 2), QTime(3, 4, 4, 821), Qt::UTC);
+    const QDateTime preciseBefore2001(QDate(1999, 12, 31), QTime(23, 59, 50, 250), Qt::UTC);
     const QDateTime early(QDate(1900, 1, 1), QTime(0, 0), Qt::UTC);
     const QDateTime late(QDate(2200, 1, 1), QTime(0, 0), Qt::UTC);
     {
         PlistDefaultsDomain d(path);
         d.setValue("installID", odd);
         d.setValue("when", precise);
+        d.setValue("before", preciseBefore2001);
         d.setValue("early", early);
         d.setValue("late", late);
         ASSERT_TRUE(d.synchronize());
@@ -97,6 +100,7 @@ TEST(PlistDefaultsDomain, valuesXmlCannotCarryKeepTheFileReadable)
     EXPECT_EQ(d.movedAsidePath(), QString());
     EXPECT_EQ(d.stringValue("installID"), odd);
     EXPECT_EQ(d.value("when"), QVariant(precise));
+    EXPECT_EQ(d.value("before"), QVariant(preciseBefore2001)) << "the fraction of a date before 2001 counts back";
     // Held at the ends of the range, never wrapped round to the other end.
     EXPECT_LT(d.value("early")->toDateTime().date().year(), 1933);
     EXPECT_GT(d.value("late")->toDateTime().date().year(), 2068);

@@ -66,7 +66,10 @@ std::optional<QVariant> toVariant(plist_t node, int depth)
         int32_t usec = 0;
         plist_get_date_val(node, &sec, &usec);
         // Binary files keep the date as floating-point seconds: 0.821 s comes back as 820999 µs, so round.
-        return QVariant(referenceDate().addMSecs(qint64(sec) * 1000 + std::llround(usec / 1000.0)));
+        // libplist gives the whole seconds toward zero and the fraction without its sign, so before 2001 the
+        // fraction counts back (in the one second before 2001 the sign is lost: it reads as the second after).
+        const qint64 fraction = std::llround(std::abs(usec) / 1000.0);
+        return QVariant(referenceDate().addMSecs(qint64(sec) * 1000 + (sec < 0 ? -fraction : fraction)));
     }
     case PLIST_ARRAY: {
         QVariantList list;
