@@ -58,6 +58,19 @@ QByteArray body(int megabytes)
     return out;
 }
 
+// Names of this process's system threads.
+QStringList threadNames()
+{
+    QStringList names;
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
+        if (comm.open(QIODevice::ReadOnly))
+            names << QString::fromUtf8(comm.readAll().trimmed());
+    }
+    return names;
+}
+
 }  // namespace
 
 TEST(QtDownloadSession, streamsTheBodyToDiskWithProgressAndRefusesPlainHttp)
@@ -139,4 +152,9 @@ TEST(QtDownloadSession, cancellingOrDestroyingMidTransferLeavesNoFile)
         EXPECT_FALSE(completed);
     }
     EXPECT_EQ(QDir(downloads.path()).entryList(QDir::Files), QStringList());
+    // A session is gone only when its threads are: the process may exit right after (OpenSSL's exit-time
+    // cleanup must not meet a network thread still freeing its TLS state).
+    const QStringList threads = threadNames();
+    EXPECT_FALSE(threads.contains(QStringLiteral("QNetworkAccessM"))) << qPrintable(threads.join(", "));
+    EXPECT_FALSE(threads.contains(QStringLiteral("wallpaper downl"))) << qPrintable(threads.join(", "));
 }

@@ -2,6 +2,7 @@
 // most one block), progress reaches the main thread coalesced to the latest value, the completion once.
 #include "QtDownloadSession.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QNetworkAccessManager>
@@ -14,12 +15,63 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <thread>
+
+#include <sys/types.h>
+#if defined(__linux__)
+#include <unistd.h>
+#endif
 
 namespace tamsinvale {
 
 namespace {
 
 constexpr qint64 readBlock = 1 << 20;
+
+#if defined(__linux__)
+// The system name Qt gives the HTTP thread of an access manager ("QNetworkAccessManager thread", cut to the
+// 15 characters a thread name holds).
+const QByteArray networkThreadName = QByteArrayLiteral("QNetworkAccessM");
+
+bool threadRuns(pid_t threadId)
+{
+    return QFile::exists(QStringLiteral("/proc/self/task/%1").arg(threadId));
+}
+
+bool networkThreadRuns()
+{
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == networkThreadName)
+            return true;
+    }
+    return false;
+}
+
+// QThread::wait() returns before the system thread has run its thread-local destructors, and Qt detaches the
+// access manager's HTTP thread. OpenSSL frees its per-thread state in such a destructor; a process that exits in
+// that moment has OpenSSL's exit-time cleanup free the same state a second time (a crash, or a hang under the
+// sanitizers). So the session waits until both threads are really gone, for at most a second.
+void waitUntilThreadsHaveExited(pid_t workerThread)
+{
+    const QDeadlineTimer deadline(1000);
+    while ((threadRuns(workerThread) || networkThreadRuns()) && !deadline.hasExpired())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+pid_t currentThreadId()
+{
+    return ::gettid();
+}
+#else
+// macOS: Qt's TLS there is Secure Transport, which keeps no per-thread state to race the exit with.
+void waitUntilThreadsHaveExited(pid_t) {}
+pid_t currentThreadId()
+{
+    return 0;
+}
+#endif
 
 // Failures of the HTTP exchange itself (a status came back) are not transport errors: the status says it.
 bool isHttpLevelError(QNetworkReply::NetworkError error)
@@ -203,17 +255,20 @@ QtDownloadSession::QtDownloadSession(const QString& temporaryFolder)
 QtDownloadSession::~QtDownloadSession()
 {
     QObject* worker = m_worker;
+    pid_t workerThread = 0;
     QMetaObject::invokeMethod(
         worker,
-        [worker] {
+        [worker, &workerThread] {
+            workerThread = currentThreadId();
             for (QObject* child : worker->children())
                 if (auto* transfer = dynamic_cast<Transfer*>(child))
                     transfer->abandon();
-            delete worker;
+            delete worker;  // with it the access manager, which stops its HTTP thread
         },
         Qt::BlockingQueuedConnection);
     m_thread.quit();
     m_thread.wait();
+    waitUntilThreadsHaveExited(workerThread);
     delete m_mainContext;
 }
 
