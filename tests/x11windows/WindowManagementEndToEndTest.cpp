@@ -356,6 +356,32 @@ TEST(WindowManagementEndToEnd, presetsHalvesAndTheNextDisplayPlaceTheFrameOfOurC
     EXPECT_TRUE(lands(d.s, editor, QRect(1920, 300, 640, 480)));
 }
 
+// Some managers draw a panel of their own (IceWM's taskbar) that is no client: only their work area tells the
+// strip it keeps. Here the manager's work area is made to keep 40 pixels along the root's bottom edge.
+TEST(WindowManagementEndToEnd, aStripOnlyTheManagersWorkAreaReservesIsKeptClear)
+{
+    TwoMonitors d;
+    ASSERT_NO_FATAL_FAILURE(d.setUp());
+    auto client = d.s.client({windowSpec(QStringLiteral("editor"), 1500, 200)});
+    ASSERT_TRUE(client);
+    const xcb_window_t editor = client->window(0);
+    ASSERT_TRUE(d.s.activate(editor));
+    const int rootHeight = rightMonitor.height();
+    ASSERT_TRUE(d.s.tool({"xprop", "-root", "-f", "_NET_WORKAREA", "32c", "-set", "_NET_WORKAREA",
+                          QStringLiteral("0,%1,3200,%2").arg(panelHeight).arg(rootHeight - panelHeight - 40)}));
+    Tamsinvale app(d.s, "client");
+    ASSERT_TRUE(app.started()) << app.log().toStdString();
+
+    const QRect rightAboveTheStrip(1280, 0, 1920, rootHeight - 40);
+    ASSERT_EQ(app.ctl({"size", "Full"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, editor, rightAboveTheStrip));
+    // The left monitor ends above the strip; its visible frame is still only below the dock.
+    const std::optional<QRect> before = frameOf(d.s, editor);
+    ASSERT_TRUE(before);
+    ASSERT_EQ(app.ctl({"next-display"}).exitCode, 0);
+    EXPECT_TRUE(lands(d.s, editor, movedTo(*before, rightAboveTheStrip, leftVisible)));
+}
+
 TEST(WindowManagementEndToEnd, anXtermLandsWithinItsCellSizeAndTheMonitorItLeftIsCovered)
 {
     TwoMonitors d;

@@ -94,6 +94,36 @@ QRect visibleArea(const QRect& monitor, const QList<X11Window>& docks, const QSi
     return QRect(QPoint(left, top), QPoint(right, bottom));
 }
 
+// Strips the manager keeps windows out of (its work area on the current desktop) that no listed dock reserves:
+// a panel the manager draws itself, such as IceWM's taskbar, is no client. Each such strip spans its whole edge
+// of the root, as the work area is one rectangle for all monitors.
+std::optional<X11Window> unlistedReservations(const QRect& workArea, const QList<X11Window>& docks, const QSize& rootSize)
+{
+    if (workArea.isEmpty() || !QRect(QPoint(), rootSize).contains(workArea))
+        return std::nullopt;
+    std::uint32_t top = 0, bottom = 0, left = 0, right = 0;
+    for (const X11Window& dock : docks) {
+        top = qMax(top, dock.strutTop);
+        bottom = qMax(bottom, dock.strutBottom);
+        left = qMax(left, dock.strutLeft);
+        right = qMax(right, dock.strutRight);
+    }
+    X11Window edges;
+    const auto reserved = [](int byManager, std::uint32_t byDocks) {
+        return byManager > 0 && std::uint32_t(byManager) > byDocks ? std::uint32_t(byManager) : 0u;
+    };
+    edges.strutTop = reserved(workArea.top(), top);
+    edges.strutBottom = reserved(rootSize.height() - workArea.bottom() - 1, bottom);
+    edges.strutLeft = reserved(workArea.left(), left);
+    edges.strutRight = reserved(rootSize.width() - workArea.right() - 1, right);
+    if (!edges.strutTop && !edges.strutBottom && !edges.strutLeft && !edges.strutRight)
+        return std::nullopt;
+    edges.strutTopEndX = edges.strutBottomEndX = std::uint32_t(rootSize.width() - 1);
+    edges.strutLeftEndY = edges.strutRightEndY = std::uint32_t(rootSize.height() - 1);
+    edges.hasStrut = true;
+    return edges;
+}
+
 }  // namespace
 
 X11Screens::X11Screens(X11Connection& connection, const X11WindowReader& reader, QObject* parent)
@@ -285,6 +315,8 @@ QList<ScreenInfo> X11Screens::compute(const QList<X11Monitor>& monitors) const
         rootSize = QSize(geometry->width, geometry->height);
         std::free(geometry);
     }
+    if (const auto edges = unlistedReservations(readWorkArea(), docks, rootSize))
+        docks.append(*edges);
     const double scale = readBackingScale();
     const QRect primary = monitors.first().rect;
     QSet<DisplayId> used;
@@ -304,6 +336,24 @@ QList<ScreenInfo> X11Screens::compute(const QList<X11Monitor>& monitors) const
         out.append(info);
     }
     return out;
+}
+
+QRect X11Screens::readWorkArea() const
+{
+    xcb_connection_t* c = m_connection.xcb();
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    const std::uint32_t desktop = m_reader.currentDesktop().value_or(0);
+    auto* r = take<xcb_get_property_reply_t>(
+        c, xcb_get_property_reply,
+        xcb_get_property(c, 0, m_connection.root(), e->_NET_WORKAREA, XCB_ATOM_CARDINAL, desktop * 4, 4));
+    QRect area;
+    if (r && r->format == 32 && xcb_get_property_value_length(r) == 16) {
+        const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(r));
+        if (v[0] < (1u << 20) && v[1] < (1u << 20) && v[2] < (1u << 20) && v[3] < (1u << 20))
+            area = QRect(int(v[0]), int(v[1]), int(v[2]), int(v[3]));
+    }
+    std::free(r);
+    return area;
 }
 
 double X11Screens::readBackingScale() const

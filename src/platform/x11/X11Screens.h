@@ -45,6 +45,8 @@ private:
     void invalidate();
     QList<X11Monitor> readMonitors() const;
     QList<ScreenInfo> compute(const QList<X11Monitor>& monitors) const;
+    // The manager's work area on the current desktop (_NET_WORKAREA); empty when it announces none.
+    QRect readWorkArea() const;
     double readBackingScale() const;
 
     X11Connection& m_connection;
