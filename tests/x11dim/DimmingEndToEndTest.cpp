@@ -48,7 +48,11 @@ public:
                             "TAMSINVALE_VERBOSE=1"};
         for (int i = 0; i + 1 < settings.size(); i += 2)
             runWith(m_env, {tamsinvalePath, "settings", "set", settings[i], settings[i + 1]});
-        m_log = artifactsDir() + "/" + logName + ".log";
+        // Named after the test as well: the tests of this file run side by side, and two of them may pick the
+        // same name.
+        m_log = artifactsDir() + "/" +
+            QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" + logName +
+            ".log";
         QFile::remove(m_log);
         m_process = ChildProcess::start({"sh", "-c", "exec \"$0\" > \"$1\" 2>&1", tamsinvalePath, m_log}, m_env);
     }
