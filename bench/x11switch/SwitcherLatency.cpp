@@ -349,6 +349,7 @@ int main(int argc, char** argv)
         dmenuEnv.append("SHELL=/bin/true");
 
         int showing = 0;
+        int refreshesAtPress = 0;
         bool renamed = false;
         auto runPattern = [&](bool idle, Figures& f) {
             for (int i = 0; i < warmUp + presses; ++i, ++showing) {
@@ -361,11 +362,13 @@ int main(int argc, char** argv)
                     timePeer({dmenuRun}, dmenuEnv, dmenuMs);
                 }
                 if (idle) {
-                    // Idle: the refresh of the previous showing has published, and a pause.
-                    const int expected = showing;  // one refresh per showing so far, plus the start-up scan
-                    s.waitUntil([&] { readLog(); return refreshes > expected; }, 5s);
+                    // Idle: a refresh has finished since the previous press (a showing while one is still running
+                    // starts none of its own), and a pause.
+                    s.waitUntil([&] { readLog(); return refreshes > refreshesAtPress; }, 5s);
                     std::this_thread::sleep_for(30ms);
                 }
+                readLog();
+                refreshesAtPress = refreshes;
                 w.reset();
                 const auto pressed = Clock::now();
                 tap(c, {superKey, space});
