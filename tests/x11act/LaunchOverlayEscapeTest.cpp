@@ -103,15 +103,24 @@ TEST(LaunchOverlayEscapeTest, escapeWithModifiersHeldClosesItToo)
         {QStringLiteral("shift+Escape"), XCB_MOD_MASK_SHIFT},
         {QStringLiteral("ctrl+Escape"), XCB_MOD_MASK_CONTROL},
         {QStringLiteral("alt+shift+Escape"), XCB_MOD_MASK_1 | XCB_MOD_MASK_SHIFT}};
+    QList<std::uint16_t> managersOwn;
     for (const auto& [chord, modifiers] : chords) {
         if (s.x().keyGrabbedByAnother(escapeKeycode(), modifiers)) {
+            managersOwn.append(modifiers);
             // The window manager binds this combination (Metacity: Alt+Shift+Escape cycles its panels), so the press
             // is its own: the overlay cannot see it and stays up until a plain Escape.
             overlay.controller.show(QStringLiteral("Opening XTerm…"), std::nullopt);
             ASSERT_TRUE(xdotool({QStringLiteral("key"), chord}));
             EXPECT_FALSE(s.waitUntil([&] { return !overlay.controller.isVisible(); }, 1s)) << chord.toStdString();
-            ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("Escape")}));
-            EXPECT_TRUE(s.waitUntil([&] { return !overlay.controller.isVisible(); }));
+            // A binding may open one of the manager's menus (IceWM: Ctrl+Escape its start menu, Shift+Escape the
+            // window menu), which holds the keyboard: the first Escape closes that menu, and only the next reaches
+            // the overlay, as it would for a person pressing Escape again.
+            bool closed = false;
+            for (int press = 0; press < 2 && !closed; ++press) {
+                ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("Escape")}));
+                closed = s.waitUntil([&] { return !overlay.controller.isVisible(); }, 2s);
+            }
+            EXPECT_TRUE(closed) << chord.toStdString();
             std::optional<QString> text;
             do
                 text = client->nextText(5s);
@@ -130,9 +139,12 @@ TEST(LaunchOverlayEscapeTest, escapeWithModifiersHeldClosesItToo)
         while (text && text->isEmpty());
         EXPECT_EQ(text, QStringLiteral("\x1b")) << chord.toStdString();
     }
-    // Every combination is given back with the overlay.
-    EXPECT_TRUE(testCanGrab(escapeKeycode(), XCB_MOD_MASK_SHIFT));
-    EXPECT_TRUE(testCanGrab(escapeKeycode(), XCB_MOD_MASK_CONTROL));
+    // Every combination the overlay held is given back with it (those the manager binds stay the manager's).
+    for (const std::uint16_t modifiers : {std::uint16_t(XCB_MOD_MASK_SHIFT), std::uint16_t(XCB_MOD_MASK_CONTROL)}) {
+        if (!managersOwn.contains(modifiers)) {
+            EXPECT_TRUE(testCanGrab(escapeKeycode(), modifiers)) << modifiers;
+        }
+    }
     ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("b")}));
     EXPECT_EQ(client->nextText(5s), QStringLiteral("b"));
 }
