@@ -590,7 +590,16 @@ std::optional<xcb_window_t> X11OverlayPanel::topmostNormalFrame() const
     if (!managed)
         return std::nullopt;  // no EWMH manager: nothing tells normal windows from the rest
     const std::vector<xcb_window_t> normal = normalClientFrames();
-    return normal.empty() ? xcb_window_t(XCB_WINDOW_NONE) : normal.front();
+    if (normal.empty())
+        return xcb_window_t(XCB_WINDOW_NONE);
+    // The manager's stacking list may lag behind or differ from the real order (IceWM keeps its frames' order
+    // there only roughly), so the topmost frame is the one highest among the root's children.
+    const std::vector<xcb_window_t> children = rootChildren();
+    for (auto it = children.rbegin(); it != children.rend(); ++it) {
+        if (std::find(normal.begin(), normal.end(), *it) != normal.end())
+            return *it;
+    }
+    return normal.front();
 }
 
 void X11OverlayPanel::orderFrontRegardless()
