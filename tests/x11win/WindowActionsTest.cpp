@@ -5,8 +5,10 @@
 #include <QRect>
 #include <csignal>
 #include <functional>
+#include <memory>
 
 #include <xcb/xcb_icccm.h>
+#include <xcb/xinput.h>
 
 #include "XTestSession.h"
 #include "XTools.h"
@@ -277,4 +279,59 @@ TEST_F(WindowActionsTest, oneReactionReadsTheDesktopOnceAndOurOwnMovesAreReadAfr
     // Outside a reaction every read goes to the server again.
     EXPECT_GT(requestsDuring(readEverything), 0u);
     EXPECT_EQ(ax.position(*focused), std::optional<QPointF>(moved->topLeft()));
+}
+
+// Managers that prevent focus stealing judge an activation by its time: the user's press that asked for it goes
+// along as it is, with no round trip to learn the server's time first. Seen by a client of its own that watches
+// the key's raw press and the request on its way to the manager.
+TEST_F(WindowActionsTest, anActivationRightAfterAPressCarriesThatPressesTime)
+{
+    auto client = s.client({windowSpec(QStringLiteral("pressed-for"), 120, 120)});
+    auto other = s.client({windowSpec(QStringLiteral("other"), 400, 300)});
+    ASSERT_TRUE(client && other);
+    ASSERT_TRUE(s.activate(other->window(0)));
+
+    xcb_connection_t* witness = xcb_connect(s.display().toLocal8Bit().constData(), nullptr);
+    const std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t*)> closeWitness(witness, xcb_disconnect);
+    ASSERT_FALSE(xcb_connection_has_error(witness));
+    const xcb_window_t root = s.x().root();
+    const std::uint32_t substructure = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(witness, root, XCB_CW_EVENT_MASK, &substructure);
+    const xcb_query_extension_reply_t* xinput = xcb_get_extension_data(witness, &xcb_input_id);
+    ASSERT_TRUE(xinput && xinput->present);
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS};
+    xcb_input_xi_select_events(witness, root, 1, &selection.head);
+    std::free(xcb_get_input_focus_reply(witness, xcb_get_input_focus(witness), nullptr));  // selections in place
+
+    std::optional<xcb_timestamp_t> pressed;
+    std::optional<xcb_timestamp_t> requestTime;
+    const xcb_atom_t activeWindow = s.x().atom("_NET_ACTIVE_WINDOW");
+    auto readWitness = [&] {
+        while (xcb_generic_event_t* e = xcb_poll_for_event(witness)) {
+            const auto* ge = reinterpret_cast<const xcb_ge_generic_event_t*>(e);
+            if ((e->response_type & 0x7f) == XCB_GE_GENERIC && ge->extension == xinput->major_opcode
+                && ge->event_type == XCB_INPUT_RAW_KEY_PRESS)
+                pressed = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(e)->time;
+            const auto* m = reinterpret_cast<const xcb_client_message_event_t*>(e);
+            if ((e->response_type & 0x7f) == XCB_CLIENT_MESSAGE && m->type == activeWindow
+                && m->window == client->window(0))
+                requestTime = m->data.data32[1];
+            std::free(e);
+        }
+    };
+    X11Connection& ours = s.desktop().connection();
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("key"), QStringLiteral("shift")}));
+    ASSERT_TRUE(s.waitUntil([&] {
+        readWitness();
+        ours.dispatchPendingEvents();
+        return pressed && ours.recentInputTime(std::chrono::seconds(1)) == pressed;
+    }));
+
+    ASSERT_TRUE(actions.focus(client->window(0)));
+    EXPECT_EQ(active(), client->window(0));
+    ASSERT_TRUE(s.waitUntil([&] { return readWitness(), requestTime.has_value(); }));
+    EXPECT_EQ(*requestTime, *pressed);
 }

@@ -166,6 +166,19 @@ void X11Connection::dispatchPendingEvents()
     }
 }
 
+void X11Connection::noteInput(xcb_timestamp_t time)
+{
+    m_lastInputTime = time;
+    m_lastInputSeen = std::chrono::steady_clock::now();
+}
+
+std::optional<xcb_timestamp_t> X11Connection::recentInputTime(std::chrono::milliseconds within) const
+{
+    if (m_lastInputTime == XCB_CURRENT_TIME || std::chrono::steady_clock::now() - m_lastInputSeen > within)
+        return std::nullopt;
+    return m_lastInputTime;
+}
+
 bool X11Connection::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*)
 {
     if (eventType == "xcb_generic_event_t" && message)
@@ -197,6 +210,12 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
         emit windowDestroyed(e->window);
         return;
     }
+    case XCB_KEY_PRESS:  // when one of our windows or grabs gets it (without XInput, the only presses seen)
+        noteInput(reinterpret_cast<const xcb_key_press_event_t*>(event)->time);
+        return;
+    case XCB_BUTTON_PRESS:
+        noteInput(reinterpret_cast<const xcb_button_press_event_t*>(event)->time);
+        return;
     case XCB_MAP_NOTIFY:
         emit windowMapped(reinterpret_cast<const xcb_map_notify_event_t*>(event)->window, true);
         return;
@@ -213,10 +232,13 @@ void X11Connection::handleEvent(const xcb_generic_event_t* event)
     }
     if (type == XCB_GE_GENERIC && m_xinputOpcode) {
         const auto* ge = reinterpret_cast<const xcb_ge_generic_event_t*>(event);
-        if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
-            emit buttonPressed(reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event)->detail);
-        else if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_KEY_PRESS) {
+        if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
+            const auto* e = reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event);
+            noteInput(e->time);
+            emit buttonPressed(e->detail);
+        } else if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_KEY_PRESS) {
             const auto* e = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(event);
+            noteInput(e->time);
             emit keyPressedAnywhere(xcb_keycode_t(e->detail), e->time);
         } else if (ge->extension == m_xinputOpcode && ge->event_type == XCB_INPUT_RAW_KEY_RELEASE) {
             const auto* e = reinterpret_cast<const xcb_input_raw_key_release_event_t*>(event);

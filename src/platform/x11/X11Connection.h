@@ -4,6 +4,8 @@
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 #include <QSet>
+#include <chrono>
+#include <optional>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -52,6 +54,9 @@ public:
     void handleEvent(const xcb_generic_event_t* event);
     // The server time of the property change being announced (or the last one announced).
     xcb_timestamp_t lastPropertyTime() const { return m_lastPropertyTime; }
+    // The server time of the user's latest key or button press, wherever it went, when it came no longer than
+    // `within` ago (our clock); nothing otherwise.
+    std::optional<xcb_timestamp_t> recentInputTime(std::chrono::milliseconds within) const;
 
 signals:
     void propertyChanged(xcb_window_t window, xcb_atom_t atom);
@@ -85,6 +90,9 @@ private:
     bool m_ownsEvents = false;
     QSet<xcb_window_t> m_watched;
     xcb_timestamp_t m_lastPropertyTime = XCB_CURRENT_TIME;
+    xcb_timestamp_t m_lastInputTime = XCB_CURRENT_TIME;
+    std::chrono::steady_clock::time_point m_lastInputSeen;
+    void noteInput(xcb_timestamp_t time);
 };
 
 }  // namespace tamsinvale

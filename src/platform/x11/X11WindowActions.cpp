@@ -30,6 +30,8 @@ constexpr std::uint32_t northWestGravity = 1;
 constexpr std::uint32_t stateRemove = 0;
 // The manager's later configure events of one move come in a burst; this much silence ends it.
 constexpr std::chrono::milliseconds settleTime{60};
+// A key or button press this recent is what the request being sent answers.
+constexpr std::chrono::milliseconds recentInput{1000};
 
 template <typename Reply>
 struct Owned {
@@ -478,31 +480,44 @@ bool X11WindowActions::raise(xcb_window_t window)
     return true;
 }
 
-bool X11WindowActions::showDesktopOf(xcb_window_t window)
-{
-    const X11Window w = m_reader.read(window);
-    const std::optional<std::uint32_t> current = m_reader.currentDesktop();
-    // On every desktop, or no virtual desktops at all: nothing to switch.
-    if (!w.exists || w.desktop == 0xFFFFFFFFu || !current || *current == w.desktop)
-        return true;
-    sendToManager(m_connection.root(), m_connection.ewmh()->_NET_CURRENT_DESKTOP, {w.desktop, serverTime(), 0, 0, 0});
-    return waitFor(window, [&] { return m_reader.currentDesktop() == w.desktop; }, m_managerTimeout);
-}
-
 bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
 {
     const FreshReads fresh(m_reader);
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
     m_helper->discard();
     watch(window);
-    // Managers activate a window on another virtual desktop only there (Openbox marks it as wanting attention
-    // instead): its desktop is shown first, as a pager's switch to it would.
-    if (!showDesktopOf(window))
+    // What the request needs is asked all at once: one round trip before it goes out, not one per question
+    // (the user is waiting for the window on every one of them).
+    xcb_connection_t* c = m_connection.xcb();
+    const xcb_window_t root = m_connection.root();
+    const auto desktopCookie = xcb_get_property(c, 0, window, e->_NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+    const auto currentCookie = xcb_get_property(c, 0, root, e->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+    const auto activeCookie = xcb_get_property(c, 0, root, e->_NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1);
+    auto cardinal = [c](xcb_get_property_cookie_t cookie, bool* gone = nullptr) -> std::optional<std::uint32_t> {
+        xcb_generic_error_t* error = nullptr;
+        Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, &error));
+        if (gone)
+            *gone = error && error->error_code == XCB_WINDOW;
+        std::free(error);
+        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.p) < 4)
+            return std::nullopt;
+        return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.p));
+    };
+    bool gone = false;
+    const std::optional<std::uint32_t> desktop = cardinal(desktopCookie, &gone);
+    const std::optional<std::uint32_t> current = cardinal(currentCookie);
+    const xcb_window_t previous = cardinal(activeCookie).value_or(XCB_WINDOW_NONE);
+    if (gone)
         return false;
-    // Managers that prevent focus stealing compare this with the user's last input; a real time passes.
-    const xcb_timestamp_t time = serverTime();
-    const xcb_window_t current = m_reader.activeWindow();
-    sendToManager(window, e->_NET_ACTIVE_WINDOW, {sourcePager, time, current, 0, 0});
+    // Managers activate a window on another virtual desktop only there (Openbox marks it as wanting attention
+    // instead): its desktop is shown first, as a pager's switch to it would. On every desktop, or no virtual
+    // desktops at all: nothing to switch.
+    if (desktop && current && *desktop != 0xFFFFFFFFu && *desktop != *current) {
+        sendToManager(root, e->_NET_CURRENT_DESKTOP, {*desktop, userTime(), 0, 0, 0});
+        if (!waitFor(window, [&] { return m_reader.currentDesktop() == desktop; }, m_managerTimeout))
+            return false;
+    }
+    sendToManager(window, e->_NET_ACTIVE_WINDOW, {sourcePager, userTime(), previous, 0, 0});
     bool active = false;
     // The manager may hand the focus on to a modal dialog of the window instead: that counts.
     const bool alive = waitFor(
@@ -513,6 +528,16 @@ bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& 
         },
         m_managerTimeout);
     return alive && active;
+}
+
+xcb_timestamp_t X11WindowActions::userTime()
+{
+    // Managers that prevent focus stealing compare a request's time with the user's last input. The press that
+    // asked for this change is that input, and needs no round trip; a change not asked for just now (a script,
+    // a timer) gets the server's present time instead.
+    if (const auto pressed = m_connection.recentInputTime(recentInput))
+        return *pressed;
+    return serverTime();
 }
 
 bool X11WindowActions::focus(xcb_window_t window)
@@ -588,7 +613,7 @@ bool X11WindowActions::requestClose(xcb_window_t window)
     // A client that does not take part in WM_DELETE_WINDOW can only be killed; that is never ours to do.
     if (deleteWindow == XCB_ATOM_NONE || !atoms(window, e->WM_PROTOCOLS).contains(deleteWindow))
         return false;
-    const xcb_timestamp_t time = serverTime();
+    const xcb_timestamp_t time = userTime();
     if (managerSupports(e->_NET_CLOSE_WINDOW)) {
         sendToManager(window, e->_NET_CLOSE_WINDOW, {time, sourcePager, 0, 0, 0});
     } else {

@@ -60,6 +60,8 @@ public:
 
     // A real server timestamp, for requests the manager judges by time (focus stealing prevention).
     xcb_timestamp_t serverTime();
+    // The time a request asked for by the user carries: their latest press when it was just now, else `serverTime`.
+    xcb_timestamp_t userTime();
 
     // How long to wait for the manager's answer to one request.
     void setManagerTimeout(std::chrono::milliseconds timeout) { m_managerTimeout = timeout; }
@@ -82,7 +84,6 @@ private:
     void request(xcb_window_t window, const QRect& frameAtClientSize);
     bool activate(xcb_window_t window, const QList<xcb_window_t>& accepted);
     // Switches to the virtual desktop the window is on, when that is not the one shown; false when it vanished.
-    bool showDesktopOf(xcb_window_t window);
     bool managerSupports(xcb_atom_t atom) const;
     void sendToManager(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5]);
     void watch(xcb_window_t window);
