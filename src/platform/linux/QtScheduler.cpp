@@ -1,4 +1,5 @@
-// Deferred work as QTimers owned by small task objects, so cancel() simply stops and drops the timer.
+// Deferred work as QTimers owned by small task objects, so cancel() simply stops and drops the timer; work for the
+// next turn as a posted call.
 #include "QtScheduler.h"
 
 #include <QPointer>
@@ -70,6 +71,31 @@ TaskHandle makeTask(QObject* context, double seconds, bool repeating, std::funct
     return task;
 }
 
+// Work for the next turn: a posted call, as the main queue's own asynchronous work. Unlike a zero-interval timer,
+// it does not wait until every window-system event that came in meanwhile has been handled.
+class QtPostedTask : public ScheduledTask {
+public:
+    explicit QtPostedTask(std::function<void()> work) : m_work(std::move(work)) {}
+    void cancel() override
+    {
+        m_pending = false;
+        m_work = nullptr;  // what the work holds is released now, not when its turn comes
+    }
+    bool isPending() const override { return m_pending; }
+    void fire()
+    {
+        if (!m_pending)
+            return;
+        m_pending = false;
+        const std::function<void()> work = std::move(m_work);
+        work();
+    }
+
+private:
+    bool m_pending = true;
+    std::function<void()> m_work;
+};
+
 }  // namespace
 
 QtScheduler::QtScheduler(QObject* parent) : QObject(parent) { m_clock.start(); }
@@ -78,7 +104,13 @@ double QtScheduler::now() const { return static_cast<double>(m_clock.nsecsElapse
 
 QDateTime QtScheduler::currentDateTime() const { return QDateTime::currentDateTime(); }
 
-TaskHandle QtScheduler::post(std::function<void()> work) { return makeTask(this, 0, false, std::move(work)); }
+TaskHandle QtScheduler::post(std::function<void()> work)
+{
+    auto task = std::make_shared<QtPostedTask>(std::move(work));
+    // Dropped with the scheduler (at quit), like the timers.
+    QMetaObject::invokeMethod(this, [task] { task->fire(); }, Qt::QueuedConnection);
+    return task;
+}
 
 TaskHandle QtScheduler::postAfter(double seconds, std::function<void()> work)
 {
