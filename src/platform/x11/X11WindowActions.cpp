@@ -534,9 +534,14 @@ xcb_timestamp_t X11WindowActions::userTime()
 {
     // Managers that prevent focus stealing compare a request's time with the user's last input. The press that
     // asked for this change is that input, and needs no round trip; a change not asked for just now (a script,
-    // a timer) gets the server's present time instead.
-    if (const auto pressed = m_connection.recentInputTime(recentInput))
-        return *pressed;
+    // a timer) gets the server's present time instead. Should a property change have been announced since the
+    // press (another client activating a window meanwhile), its later time is taken: still a time that has
+    // passed on the server, and not older than what the manager saw last.
+    if (const auto pressed = m_connection.recentInputTime(recentInput)) {
+        const xcb_timestamp_t announced = m_connection.lastPropertyTime();
+        const bool announcedLater = announced != XCB_CURRENT_TIME && std::int32_t(announced - *pressed) > 0;
+        return announcedLater ? announced : *pressed;
+    }
     return serverTime();
 }
 
