@@ -335,3 +335,42 @@ TEST_F(WindowActionsTest, anActivationRightAfterAPressCarriesThatPressesTime)
     ASSERT_TRUE(s.waitUntil([&] { return readWitness(), requestTime.has_value(); }));
     EXPECT_EQ(*requestTime, *pressed);
 }
+
+// The switcher's activation does not hold the main thread until the manager answers: with the manager held still,
+// the request is made and the call returns at once, where waiting would run out its time; the window comes
+// forward as soon as the manager runs again.
+TEST_F(WindowActionsTest, anActivationConfirmedLaterReturnsOnceAskedAndTheWindowStillComesForward)
+{
+    auto client = s.client({windowSpec(QStringLiteral("later"), 120, 120)});
+    auto other = s.client({windowSpec(QStringLiteral("meanwhile"), 400, 300)});
+    ASSERT_TRUE(client && other);
+    ASSERT_TRUE(s.activate(other->window(0)));
+    const pid_t manager = s.windowManagerPid();
+    ASSERT_GT(manager, 0);
+    actions.setManagerTimeout(std::chrono::milliseconds(1500));
+
+    ASSERT_EQ(::kill(manager, SIGSTOP), 0);
+    const auto started = std::chrono::steady_clock::now();
+    const bool sent =
+        actions.activateApplication(client->pid(), false, X11WindowActions::Confirmation::later);
+    const auto took = std::chrono::steady_clock::now() - started;
+    const xcb_window_t activeWhileStopped = active();
+    ASSERT_EQ(::kill(manager, SIGCONT), 0);
+    EXPECT_TRUE(sent);
+    EXPECT_LT(took, std::chrono::milliseconds(1000)) << "the call waited for the stopped manager";
+    EXPECT_EQ(activeWhileStopped, other->window(0));
+    EXPECT_TRUE(s.waitUntil([&] { return active() == client->window(0); }));
+
+    // Waiting, against the same stopped manager, takes the whole time and says it did not happen.
+    ASSERT_TRUE(s.activate(other->window(0)));
+    ASSERT_EQ(::kill(manager, SIGSTOP), 0);
+    const auto waitStarted = std::chrono::steady_clock::now();
+    const bool confirmed = actions.activateApplication(client->pid(), false, X11WindowActions::Confirmation::wait);
+    const auto waited = std::chrono::steady_clock::now() - waitStarted;
+    ASSERT_EQ(::kill(manager, SIGCONT), 0);
+    EXPECT_FALSE(confirmed);
+    EXPECT_GE(waited, std::chrono::milliseconds(1500));
+    // A process without windows: nothing to ask for.
+    EXPECT_FALSE(actions.activateApplication(static_cast<std::int32_t>(::getpid()) + 100000, true,
+                                             X11WindowActions::Confirmation::later));
+}

@@ -12,6 +12,7 @@
 #include <QLoggingCategory>
 #include <QMargins>
 #include <QSocketNotifier>
+#include <QTimer>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -480,7 +481,7 @@ bool X11WindowActions::raise(xcb_window_t window)
     return true;
 }
 
-bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted)
+bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& accepted, Confirmation confirmation)
 {
     const FreshReads fresh(m_reader);
     const xcb_ewmh_connection_t* e = m_connection.ewmh();
@@ -518,6 +519,10 @@ bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& 
             return false;
     }
     sendToManager(window, e->_NET_ACTIVE_WINDOW, {sourcePager, userTime(), previous, 0, 0});
+    if (confirmation == Confirmation::later) {
+        checkActivationLater(window, accepted);
+        return true;
+    }
     bool active = false;
     // The manager may hand the focus on to a modal dialog of the window instead: that counts.
     const bool alive = waitFor(
@@ -528,6 +533,24 @@ bool X11WindowActions::activate(xcb_window_t window, const QList<xcb_window_t>& 
         },
         m_managerTimeout);
     return alive && active;
+}
+
+void X11WindowActions::checkActivationLater(xcb_window_t window, const QList<xcb_window_t>& accepted)
+{
+    if (!QCoreApplication::instance())
+        return;
+    // The manager's answer is not awaited (the user's next key must not wait behind it), but it is still looked
+    // at: a refusal, or a focus taken elsewhere meanwhile, is told in the log.
+    std::weak_ptr<bool> alive = m_alive;
+    QTimer::singleShot(m_managerTimeout, QCoreApplication::instance(), [this, alive, window, accepted] {
+        if (alive.expired())
+            return;
+        const xcb_window_t active = m_reader.activeWindow();
+        if (!accepted.contains(active))
+            qCInfo(lcActions, "activation: window 0x%x is not active %lld ms after the request (the active window is "
+                              "0x%x: the manager refused it, or the focus has moved on since)",
+                   window, static_cast<long long>(m_managerTimeout.count()), active);
+    });
 }
 
 xcb_timestamp_t X11WindowActions::userTime()
@@ -570,7 +593,7 @@ bool X11WindowActions::focus(xcb_window_t window)
     return activate(window, accepted);
 }
 
-bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows)
+bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows, Confirmation confirmation)
 {
     const FreshReads fresh(m_reader);
     if (pid <= 0)
@@ -595,7 +618,7 @@ bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows)
             raise(candidates[i]);
     }
     QList<xcb_window_t> accepted = shown + hidden;
-    return activate(top, accepted);
+    return activate(top, accepted, confirmation);
 }
 
 xcb_atom_t X11WindowActions::deleteWindowAtom()

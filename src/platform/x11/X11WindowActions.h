@@ -46,9 +46,13 @@ public:
     // Makes it the active window (the manager raises it too), showing its virtual desktop first when it is on
     // another one. True once the manager reports it active.
     bool focus(xcb_window_t window);
+    // Whether an activation waits for the manager's answer, or returns once its request is sent (the answer is
+    // looked at later, and only logged).
+    enum class Confirmation { wait, later };
     // Brings an application forward: its frontmost window, and with `allWindows` every other window of it too
-    // (in their present order, just below it). True once the manager reports one of them active.
-    bool activateApplication(std::int32_t pid, bool allWindows);
+    // (in their present order, just below it). True once the manager reports one of them active (`wait`), or
+    // once the request is on its way (`later`).
+    bool activateApplication(std::int32_t pid, bool allWindows, Confirmation confirmation = Confirmation::wait);
 
     // Asks a client window to close the way its own close button would: `_NET_CLOSE_WINDOW` through the manager
     // (plain WM_DELETE_WINDOW without an EWMH manager), so the application can ask about unsaved work or refuse.
@@ -82,7 +86,9 @@ private:
     bool unmaximize(xcb_window_t window);
     // One move-and-resize request: the frame's top-left, and the client's size.
     void request(xcb_window_t window, const QRect& frameAtClientSize);
-    bool activate(xcb_window_t window, const QList<xcb_window_t>& accepted);
+    bool activate(xcb_window_t window, const QList<xcb_window_t>& accepted,
+                  Confirmation confirmation = Confirmation::wait);
+    void checkActivationLater(xcb_window_t window, const QList<xcb_window_t>& accepted);
     // Switches to the virtual desktop the window is on, when that is not the one shown; false when it vanished.
     bool managerSupports(xcb_atom_t atom) const;
     void sendToManager(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5]);
@@ -100,6 +106,8 @@ private:
     const X11Screens& m_screens;
     std::unique_ptr<Helper> m_helper;
     std::chrono::milliseconds m_managerTimeout{1000};
+    // Expires with this object: a later look at an activation's outcome must not outlive it.
+    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
     xcb_atom_t m_deleteWindow = XCB_ATOM_NONE;
 };
 

@@ -245,7 +245,9 @@ std::optional<RunningApp> X11Workspace::frontmostApplication() const
 
 bool X11Workspace::activate(std::int32_t pid, bool allWindows)
 {
-    return m_actions && m_actions->activateApplication(pid, allWindows);
+    // As an application's activation elsewhere: the request is made and the manager's answer arrives as the
+    // active window changing, which everything that follows the frontmost application watches anyway.
+    return m_actions && m_actions->activateApplication(pid, allWindows, X11WindowActions::Confirmation::later);
 }
 
 bool X11Workspace::requestQuit(std::int32_t pid)

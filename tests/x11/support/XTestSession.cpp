@@ -126,6 +126,8 @@ bool XTestSession::waitUntil(const std::function<bool()>& predicate, std::chrono
 
 std::optional<QString> XTestSession::tool(const QStringList& argv) { return runTool(argv); }
 
+pid_t XTestSession::windowManagerPid() const { return m_wm ? m_wm->pid() : 0; }
+
 bool XTestSession::activate(xcb_window_t window)
 {
     if (!xtools::activate(window))

@@ -54,6 +54,8 @@ public:
     void killWindowManager();
     bool restartWindowManager();
     bool hasWindowManager() const { return m_wm != nullptr; }
+    // The manager's process (0 without one): a test may hold it still to see what waits for its answers.
+    pid_t windowManagerPid() const;
     // Whether the manager holds the Super key alone (IceWM, for its menu): Super+Space then never reaches us, which
     // Tamsinvale reports (WindowManagerBehaviour tests that); tests driving the app switcher by its hotkey say so.
     bool windowManagerTakesSuper();
