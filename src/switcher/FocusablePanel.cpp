@@ -250,11 +250,40 @@ const QImage& FocusablePanel::rowPicture(int index, bool selected)
     return m_rowPictures.insert(stamp, RowPicture{image, iconKey})->image;
 }
 
+FocusablePanel::FrameSignature FocusablePanel::signatureOfFrame(const QSize& frameSize)
+{
+    FrameSignature signature{frameSize, devicePixelRatio(), {}, {}, false, {}};
+    if (!m_view)
+        return signature;
+    signature.filter = m_view->filter();
+    signature.headerHint = m_view->headerHint();
+    signature.searchFocused = m_view->searchFocused();
+    const QList<SwitcherRow>& rows = m_view->rows();
+    const std::optional<int> selected = m_view->selectedIndex();
+    for (int i = m_firstVisible; i < rows.size() && i < m_firstVisible + maxVisibleRows; ++i)
+        signature.rowImages.append(rowPicture(i, selected && *selected == i).cacheKey());
+    return signature;
+}
+
 void FocusablePanel::composeFrame()
 {
     const qreal ratio = devicePixelRatio();
     const QSize frameSize = size().isEmpty() ? QSize(panelWidth, headerHeight + footerHeight) : size();
-    if (m_frame.size() != frameSize * ratio || m_frame.devicePixelRatio() != ratio) {
+    // Most showings open on the same list as an earlier one: that frame is taken again, not drawn.
+    const FrameSignature signature = signatureOfFrame(frameSize);
+    const bool opening = signature.filter.isEmpty() && signature.headerHint.isEmpty();
+    if (opening) {
+        for (int i = 0; i < m_openingFrames.size(); ++i) {
+            if (m_openingFrames[i].signature == signature) {
+                m_openingFrames.move(i, 0);
+                m_frame = m_openingFrames.first().image;
+                m_frameValid = true;
+                return;
+            }
+        }
+    }
+    // Never draw into pixels a kept frame shares.
+    if (m_frame.size() != frameSize * ratio || m_frame.devicePixelRatio() != ratio || !m_frame.isDetached()) {
         m_frame = QImage(frameSize * ratio, QImage::Format_ARGB32_Premultiplied);
         m_frame.setDevicePixelRatio(ratio);
     }
@@ -290,7 +319,14 @@ void FocusablePanel::composeFrame()
         p.drawText(QRectF(12, frameSize.height() - footerHeight, frameSize.width() - 24, footerHeight),
                    Qt::AlignCenter, SwitcherView::footerHint);
     }
+    p.end();
     m_frameValid = true;
+    ++m_framesComposed;
+    if (opening) {
+        m_openingFrames.prepend({signature, m_frame});
+        if (m_openingFrames.size() > 2)
+            m_openingFrames.removeLast();
+    }
 }
 
 void FocusablePanel::paintEvent(QPaintEvent*)

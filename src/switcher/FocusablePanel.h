@@ -38,6 +38,9 @@ public:
     bool hasPreparedFrame() const { return m_frameValid; }
     // Row pictures drawn so far: a row is drawn again only when its name, keys, selection or icon change.
     int rowsRendered() const { return m_rowsRendered; }
+    // Frames drawn so far (a frame taken from an earlier, identical showing is not drawn).
+    int framesComposed() const { return m_framesComposed; }
+    const QImage& preparedFrame() const { return m_frame; }
     // The part of the panel the last change asked to repaint.
     const QRegion& lastDirtyRegion() const { return m_lastDirty; }
     // The panel's size for the list it shows, within the space available.
@@ -61,6 +64,20 @@ private:
         QImage image;
         QString iconKey;
     };
+    // What a frame shows: equal signatures, equal pixels.
+    struct FrameSignature {
+        QSize size;
+        qreal ratio = 0;
+        QString filter;
+        QString headerHint;
+        bool searchFocused = false;
+        QList<qint64> rowImages;  // the visible rows' pictures, by their images' cache keys
+        bool operator==(const FrameSignature&) const = default;
+    };
+    struct KeptFrame {
+        FrameSignature signature;
+        QImage image;
+    };
 
     void viewChanged();
     void rowsChanged();
@@ -69,6 +86,7 @@ private:
     QRect rowRect(int index) const;
     const QImage& rowPicture(int index, bool selected);
     void composeFrame();
+    FrameSignature signatureOfFrame(const QSize& frameSize);
 
     AppIconStore* m_icons;
     QPointer<SwitcherView> m_view;
@@ -80,6 +98,10 @@ private:
     std::optional<QRegion> m_rowsOnlyDirty;  // set between a rows-only change and the `changed` that follows it
     QRegion m_lastDirty;
     int m_rowsRendered = 0;
+    // The last frames shown as a showing opens (no filter typed), most recent first: a showing like an earlier
+    // one takes its frame instead of drawing it again.
+    QList<KeptFrame> m_openingFrames;
+    int m_framesComposed = 0;
 };
 
 }  // namespace tamsinvale

@@ -91,6 +91,41 @@ TEST(SwitcherRefresh, theNextShowingIsReadyBeforeTheHotkeyAndARefreshThatFindsTh
     EXPECT_EQ(r.panel().rowsRendered(), drawn);  // the same rows, pictures kept
 }
 
+TEST(SwitcherRefresh, aShowingThatOpensLikeAnEarlierOneTakesItsFrameAndAnyDifferenceDrawsANewOne)
+{
+    Refreshing r;
+    const QImage opening = r.panel().preparedFrame().copy();
+    const int composed = r.panel().framesComposed();
+
+    // A session that filters and moves the selection draws frames of its own...
+    r.open();
+    r.controller.view()->handleKey(key(QStringLiteral("A")));
+    r.controller.view()->handleKey(down);
+    r.panel().prepareFrame();
+    EXPECT_GT(r.panel().framesComposed(), composed);
+    EXPECT_NE(r.panel().preparedFrame(), opening);
+    r.controller.close();
+    r.desktop.scheduler.runPending();
+
+    // ...and the next showing opens on the same list as the first: its frame is taken, pixel for pixel.
+    ASSERT_TRUE(r.controller.isPrepared());
+    const int afterSession = r.panel().framesComposed();
+    r.panel().prepareFrame();
+    EXPECT_EQ(r.panel().framesComposed(), afterSession);
+    EXPECT_EQ(r.panel().preparedFrame(), opening);
+
+    // A renamed app opens on a different list: drawn anew, and the kept frame is left as it was.
+    writeFile(r.entryPath(1), desktopEntry(QStringLiteral("App 01 Renamed")));
+    r.rescan();
+    r.panel().prepareFrame();
+    EXPECT_EQ(r.panel().framesComposed(), afterSession + 1);
+    EXPECT_NE(r.panel().preparedFrame(), opening);
+    writeFile(r.entryPath(1), desktopEntry(Refreshing::name(1)));
+    r.rescan();
+    r.panel().prepareFrame();
+    EXPECT_EQ(r.panel().preparedFrame(), opening);
+}
+
 TEST(SwitcherRefresh, aRenamedAppRedrawsItsRowAloneAndTheSelectionAndFilterStay)
 {
     Refreshing r;
