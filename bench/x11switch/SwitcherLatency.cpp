@@ -8,7 +8,8 @@
 // - Super+Space (XTEST) → our override-redirect panel's MapNotify. The keyboard is taken before the panel is
 //   mapped, so mapped means ready for keys. Two patterns: idle before each press (the previous showing's refresh
 //   finished and a pause), and back to back (the next press as soon as the panel is unmapped).
-// - A typed bound key → _NET_ACTIVE_WINDOW naming its running target (every other showing).
+// - A typed bound key → _NET_ACTIVE_WINDOW naming its running target (every other showing; another window was
+//   made active before, in the idle pattern before the hotkey, back to back while the panel is up).
 // - The longest main-thread stall while a refresh publishes: every tenth showing renames one entry, so that its
 //   refresh publishes a change; the binary logs how long the main thread was kept busy at most.
 // With --peers, `rofi -show drun` and `dmenu_run` over the same 500 entries are timed in the same run, spawn →
@@ -361,7 +362,13 @@ int main(int argc, char** argv)
                     timePeer({rofi, "-show", "drun"}, rofiEnv, rofiMs);
                     timePeer({dmenuRun}, dmenuEnv, dmenuMs);
                 }
+                // Every other showing switches to the running target; the others close with Escape.
+                const bool switchToTarget = i % 2 == 0;
                 if (idle) {
+                    // The user was in another window when they pressed the hotkey: that window comes forward before
+                    // the idle wait, so the press finds everything that follows it (the dimming) done.
+                    if (switchToTarget)
+                        s.activate(otherClient->window(0));
                     // Idle: a refresh has finished since the previous press (a showing while one is still running
                     // starts none of its own), and a pause.
                     s.waitUntil([&] { readLog(); return refreshes > refreshesAtPress; }, 5s);
@@ -380,9 +387,9 @@ int main(int argc, char** argv)
                 }
                 if (i >= warmUp)
                     f.show.push_back(msBetween(pressed, *mapped));
-                // Every other showing switches to the running target; the others close with Escape.
-                const bool switchToTarget = i % 2 == 0;
-                if (switchToTarget)
+                // Back to back there is no time before the press: the other window comes forward while the panel
+                // is up.
+                if (switchToTarget && !idle)
                     s.activate(otherClient->window(0));
                 {
                     std::lock_guard lock(w.mutex);
