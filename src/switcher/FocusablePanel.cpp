@@ -181,6 +181,23 @@ std::optional<int> FocusablePanel::rowAt(const QPoint& point) const
     return index;
 }
 
+bool FocusablePanel::event(QEvent* event)
+{
+    // The server's expose of a showing often comes in after a quick key has closed the panel again; drawing a
+    // hidden panel costs milliseconds just when the chosen window is to come forward.
+    switch (event->type()) {
+    case QEvent::Expose:
+    case QEvent::Paint:
+    case QEvent::UpdateRequest:
+        if (!isVisible())
+            return true;
+        break;
+    default:
+        break;
+    }
+    return QRasterWindow::event(event);
+}
+
 void FocusablePanel::exposeEvent(QExposeEvent* event)
 {
     QRasterWindow::exposeEvent(event);
