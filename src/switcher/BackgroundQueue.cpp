@@ -7,6 +7,8 @@
 #include <QThreadPool>
 
 #ifdef __linux__
+#include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 #endif
 
@@ -21,7 +23,11 @@ namespace {
 void lowerCurrentThreadPriority()
 {
 #ifdef __linux__
-    setpriority(PRIO_PROCESS, 0, 10);  // on Linux, 0 names the calling thread, not the process
+    // The idle class: any ordinary thread that wakes (the window server answering us, our main thread) takes the
+    // core at once, where a lower nice value only shrinks the share.
+    const sched_param param{};
+    if (pthread_setschedparam(pthread_self(), SCHED_IDLE, &param) != 0)
+        setpriority(PRIO_PROCESS, 0, 19);  // on Linux, 0 names the calling thread, not the process
 #else
     QThread::currentThread()->setPriority(QThread::LowPriority);
 #endif
