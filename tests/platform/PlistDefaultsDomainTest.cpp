@@ -226,3 +226,26 @@ TEST(PlistDefaultsDomain, standardPathFollowsXdgConfigHome)
     EXPECT_EQ(PlistDefaultsDomain::standardPath(), QDir::homePath() + QStringLiteral("/.config/tamsinvale/defaults.plist"));
     qputenv("XDG_CONFIG_HOME", saved);
 }
+
+TEST(PlistDefaultsDomain, changesReachTheFileByThemselvesAtomicallyAndThoseLeftAtTheEndAreWritten)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("tamsinvale/defaults.plist"));
+    {
+        PlistDefaultsDomain d(path);
+        d.setValue("count", qint64(1));
+        ASSERT_TRUE(d.synchronize());
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
+
+        // A change goes to disk on the next turn of the event loop, without anyone asking: the file is replaced
+        // whole (its permissions kept, no temporary left beside it).
+        d.setValue("count", qint64(2));
+        ASSERT_TRUE(test::waitUntil([&] { return PlistDefaultsDomain(path).integerValue("count") == 2; }));
+        EXPECT_EQ(QFile::permissions(path) & (QFile::ReadGroup | QFile::ReadOther), QFile::ReadGroup);
+        EXPECT_EQ(QDir(QFileInfo(path).absolutePath()).entryList(QDir::Files), QStringList{"defaults.plist"});
+
+        // One made just before we go, with no turn of the event loop left, is written as we go.
+        d.setValue("count", qint64(3));
+    }
+    EXPECT_EQ(PlistDefaultsDomain(path).integerValue("count"), 3);
+}

@@ -15,6 +15,7 @@ class PlistDefaultsDomain : public DefaultsDomain {
 public:
     // `path` of the file; the folder is created on first write.
     explicit PlistDefaultsDomain(const QString& path, QObject* parent = nullptr);
+    ~PlistDefaultsDomain() override;
     // $XDG_CONFIG_HOME/tamsinvale/defaults.plist, with ~/.config when the variable is unset or empty.
     static QString standardPath();
 
@@ -31,6 +32,8 @@ public:
 
 private:
     enum class ReadOutcome { missing, loaded, unreadable };
+    enum class Durability { replaceOnly, onDisk };
+    bool write(Durability durability);
     ReadOutcome readFile(QVariantMap* out, QByteArray* bytes);
     void moveAside();
     // Stores without telling anyone; true when the value differs from what was held.
@@ -44,6 +47,7 @@ private:
     QByteArray m_lastSeenBytes;  // what the file held when we last read or wrote it
     bool m_dirty = false;
     bool m_flushScheduled = false;
+    bool m_unsyncedWrite = false;  // the file was replaced since the last write that waited for the disk
     QString m_movedAsidePath;
     QFileSystemWatcher m_watcher;
 };
