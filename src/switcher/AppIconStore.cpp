@@ -89,21 +89,37 @@ std::optional<QImage> AppIconStore::icon(const QString& key, const std::optional
 AppIconStore::Preparer AppIconStore::preparer() const
 {
     return [cache = m_shared, provider = m_provider](const QList<IconRequest>& requests) {
-        QSet<QString> changed;
+        // The lock is taken twice per scan, not twice per entry: this runs in the background's idle scheduling
+        // class, and a thread of that class put aside while holding the lock would keep the main thread waiting
+        // on it for as long as the machine is busy.
+        QHash<QString, QString> knownSources;
+        QSet<QString> withIcon;
+        {
+            std::lock_guard guard(cache->lock);
+            knownSources = cache->sources;  // shared, not copied
+            for (auto it = cache->icons.cbegin(); it != cache->icons.cend(); ++it)
+                withIcon.insert(it.key());
+        }
         provider->rescan();
+        struct Loaded {
+            QString key, source;
+            QImage image;
+        };
+        QList<Loaded> loaded;
         for (const IconRequest& request : requests) {
             const QString source = provider->sourceOf(request, iconSize);
-            {
-                std::lock_guard guard(cache->lock);
-                const auto it = cache->sources.constFind(request.key);
-                if (it != cache->sources.cend() && *it == source && cache->icons.contains(request.key))
-                    continue;
-            }
-            const QImage image = sized(provider->load(request, iconSize));
-            std::lock_guard guard(cache->lock);
-            cache->icons.insert(request.key, image);
-            cache->sources.insert(request.key, source);
-            changed.insert(request.key);
+            const auto it = knownSources.constFind(request.key);
+            if (it != knownSources.cend() && *it == source && withIcon.contains(request.key))
+                continue;
+            loaded.append({request.key, source, sized(provider->load(request, iconSize))});
+        }
+        knownSources.clear();  // so that the inserts below need not copy the shared table
+        QSet<QString> changed;
+        std::lock_guard guard(cache->lock);
+        for (Loaded& icon : loaded) {
+            cache->icons.insert(icon.key, std::move(icon.image));
+            cache->sources.insert(icon.key, icon.source);
+            changed.insert(icon.key);
         }
         return changed;
     };
