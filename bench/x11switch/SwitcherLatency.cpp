@@ -11,7 +11,8 @@
 // - A typed bound key → _NET_ACTIVE_WINDOW naming its running target (every other showing; another window was
 //   made active before, in the idle pattern before the hotkey, back to back while the panel is up).
 // - The longest main-thread stall while a refresh publishes: every tenth showing renames one entry, so that its
-//   refresh publishes a change; the binary logs how long the main thread was kept busy at most.
+//   refresh publishes a change; the binary logs how long the main thread was kept busy at most (publications
+//   during the warm-up presses are left out, as those presses are).
 // With --peers, `rofi -show drun` and `dmenu_run` over the same 500 entries are timed in the same run, spawn →
 // their window mapped, interleaved with our presses, and the ratios printed.
 // Each figure also ends up as one tab-separated line "RESULT figure budget median p95 verdict" for scripts/bench.
@@ -277,13 +278,15 @@ int main(int argc, char** argv)
         LogTail log(logPath);
         int refreshes = 0;
         std::vector<double> publishStalls, publishCpu;
+        // Publications during a pattern's warm-up presses are left out, as those presses are.
+        bool warmingUp = true;
         auto readLog = [&] {
             static const QRegularExpression stall(
                 "publication kept the main thread busy ([0-9.]+) ms at most \\(([0-9.]+) ms on the CPU");
             for (const QString& line : log.read()) {
                 if (line.contains("discovery: refreshed"))
                     ++refreshes;
-                if (const auto m = stall.match(line); m.hasMatch()) {
+                if (const auto m = stall.match(line); m.hasMatch() && !warmingUp) {
                     publishStalls.push_back(m.captured(1).toDouble());
                     publishCpu.push_back(m.captured(2).toDouble());
                 }
@@ -354,6 +357,9 @@ int main(int argc, char** argv)
         bool renamed = false;
         auto runPattern = [&](bool idle, Figures& f) {
             for (int i = 0; i < warmUp + presses; ++i, ++showing) {
+                // What the last press set off is read under the phase it belongs to.
+                readLog();
+                warmingUp = i < warmUp;
                 if (showing % renameEvery == renameEvery - 1) {
                     renamed = !renamed;
                     writeEntry(applications, renamedEntry, appName(renamedEntry) + (renamed ? " Renamed" : ""));
