@@ -185,21 +185,13 @@ void PlistDefaultsDomain::markDirty()
     emit changed();
 }
 
-PlistDefaultsDomain::~PlistDefaultsDomain()
-{
-    if (m_dirty || m_unsyncedWrite)
-        write(Durability::onDisk);
-}
+PlistDefaultsDomain::~PlistDefaultsDomain() { write(Durability::onDisk); }
 
-bool PlistDefaultsDomain::synchronize()
-{
-    if (!m_dirty && !m_unsyncedWrite)
-        return true;
-    return write(Durability::onDisk);
-}
+bool PlistDefaultsDomain::synchronize() { return write(Durability::onDisk); }
 
 bool PlistDefaultsDomain::write(Durability durability)
 {
+    // Nothing new, and nothing left to wait for on the disk either.
     if (!m_dirty && (durability == Durability::replaceOnly || !m_unsyncedWrite))
         return true;
     // Never replace a file we cannot read: it is moved aside first, and if that fails we do not write.
