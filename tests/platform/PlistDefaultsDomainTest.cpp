@@ -107,6 +107,23 @@ TEST(PlistDefaultsDomain, valuesXmlCannotCarryKeepTheFileReadable)
     EXPECT_TRUE(readAll(path).startsWith("bplist00"));
 }
 
+TEST(PlistDefaultsDomain, anXmlFileKeepsTheSecondADateFallsInOnEitherSideOf2001)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+    {
+        PlistDefaultsDomain d(path);
+        d.setValue("before", QDateTime(QDate(2000, 12, 30), QTime(9, 53, 35, 964), Qt::UTC));
+        d.setValue("after", QDateTime(QDate(2026, 1, 2), QTime(3, 4, 4, 821), Qt::UTC));
+        ASSERT_TRUE(d.synchronize());
+    }
+    ASSERT_TRUE(readAll(path).startsWith("<?xml"));
+    // XML holds whole seconds: the fraction goes, the second stays (not the one after it).
+    PlistDefaultsDomain d(path);
+    EXPECT_EQ(d.value("before"), QVariant(QDateTime(QDate(2000, 12, 30), QTime(9, 53, 35), Qt::UTC)));
+    EXPECT_EQ(d.value("after"), QVariant(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 4), Qt::UTC)));
+}
+
 TEST(PlistDefaultsDomain, writesReplaceTheFileAtomically)
 {
     QTemporaryDir dir;

@@ -111,7 +111,10 @@ std::optional<QVariant> toVariant(plist_t node, int depth)
     }
 }
 
-plist_t fromVariant(const QVariant& v)
+// How a date's fraction of a second goes to the file: an XML date holds whole seconds alone.
+enum class DateFraction { kept, dropped };
+
+plist_t fromVariant(const QVariant& v, DateFraction fraction)
 {
     const QMetaType type = v.metaType();
     if (type == QMetaType::fromType<bool>())
@@ -133,12 +136,17 @@ plist_t fromVariant(const QVariant& v)
         const qint64 ms = std::clamp(referenceDate().msecsTo(v.toDateTime()),
                                      qint64(std::numeric_limits<int32_t>::min()) * 1000,
                                      qint64(std::numeric_limits<int32_t>::max()) * 1000);
-        return plist_new_date(static_cast<int32_t>(ms / 1000), static_cast<int32_t>((ms % 1000) * 1000));
+        if (fraction == DateFraction::kept)
+            return plist_new_date(static_cast<int32_t>(ms / 1000), static_cast<int32_t>((ms % 1000) * 1000));
+        // libplist's XML writer cuts toward 2001, which before it is the second after: the second a date falls
+        // in is the one counted down to, as on any clock (23:59:50.750 is 23:59:50 on either side of 2001).
+        const qint64 seconds = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
+        return plist_new_date(static_cast<int32_t>(seconds), 0);
     }
     if (type == QMetaType::fromType<QVariantList>() || type == QMetaType::fromType<QStringList>()) {
         plist_t array = plist_new_array();
         for (const QVariant& item : v.toList())
-            if (plist_t node = fromVariant(item))
+            if (plist_t node = fromVariant(item, fraction))
                 plist_array_append_item(array, node);
         return array;
     }
@@ -146,7 +154,7 @@ plist_t fromVariant(const QVariant& v)
         plist_t dict = plist_new_dict();
         const QVariantMap map = v.toMap();
         for (auto it = map.begin(); it != map.end(); ++it)
-            if (plist_t node = fromVariant(it.value()))
+            if (plist_t node = fromVariant(it.value(), fraction))
                 plist_dict_set_item(dict, it.key().toUtf8().constData(), node);
         return dict;
     }
@@ -242,9 +250,9 @@ std::optional<QVariantMap> PlistCodec::parseDictionary(const QByteArray& bytes)
 namespace {
 
 // One of libplist's writers (plist_to_xml, plist_to_bin) over a dictionary, into bytes we own.
-QByteArray written(const QVariantMap& dictionary, void (*write)(plist_t, char**, uint32_t*))
+QByteArray written(const QVariantMap& dictionary, void (*write)(plist_t, char**, uint32_t*), DateFraction fraction)
 {
-    PlistPtr root(fromVariant(QVariant(dictionary)));
+    PlistPtr root(fromVariant(QVariant(dictionary), fraction));
     char* bytes = nullptr;
     uint32_t length = 0;
     write(root.get(), &bytes, &length);
@@ -255,9 +263,9 @@ QByteArray written(const QVariantMap& dictionary, void (*write)(plist_t, char**,
 
 }  // namespace
 
-QByteArray PlistCodec::toXml(const QVariantMap& dictionary) { return written(dictionary, plist_to_xml); }
+QByteArray PlistCodec::toXml(const QVariantMap& dictionary) { return written(dictionary, plist_to_xml, DateFraction::dropped); }
 
-QByteArray PlistCodec::toBinary(const QVariantMap& dictionary) { return written(dictionary, plist_to_bin); }
+QByteArray PlistCodec::toBinary(const QVariantMap& dictionary) { return written(dictionary, plist_to_bin, DateFraction::kept); }
 
 bool PlistCodec::xmlCanHold(const QVariant& value)
 {
