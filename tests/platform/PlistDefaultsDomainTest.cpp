@@ -266,3 +266,24 @@ TEST(PlistDefaultsDomain, changesReachTheFileByThemselvesAtomicallyAndThoseLeftA
     }
     EXPECT_EQ(PlistDefaultsDomain(path).integerValue("count"), 3);
 }
+
+TEST(PlistDefaultsDomain, aWriteThatFailsIsToldAndTriedAgain)
+{
+    QTemporaryDir dir;
+    // A file where the folder should be: no write can succeed, even as root.
+    const QString blocker = dir.filePath(QStringLiteral("tamsinvale"));
+    writeAll(blocker, "not a folder");
+    const QString path = blocker + QStringLiteral("/defaults.plist");
+    test::LogCapture log("tamsinvale.defaults");
+    PlistDefaultsDomain d(path);
+    d.setValue("kept", qint64(7));
+    EXPECT_FALSE(d.synchronize());
+    ASSERT_FALSE(log.lines().isEmpty());
+    EXPECT_TRUE(log.lines().last().startsWith(QStringLiteral("could not write settings file ") + path))
+        << log.lines().last().toStdString();
+
+    ASSERT_TRUE(QFile::remove(blocker));
+    ASSERT_TRUE(QDir().mkpath(blocker));
+    EXPECT_TRUE(d.synchronize()) << "the value that could not be written was given up";
+    EXPECT_EQ(PlistCodec::parseDictionary(readAll(path)), (QVariantMap{{"kept", qint64(7)}}));
+}

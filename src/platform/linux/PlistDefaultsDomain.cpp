@@ -6,12 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
-#include <QSaveFile>
-#include <QTemporaryFile>
 #include <QTimer>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include "PlistCodec.h"
 
@@ -21,38 +16,14 @@ namespace tamsinvale {
 
 namespace {
 constexpr qint64 maxFileSize = 16 * 1024 * 1024;  // far beyond any settings we write
-
-bool replaceAndSync(const QString& path, const QByteArray& bytes, QString* error)
-{
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
-        return true;
-    *error = file.errorString();
-    return false;
-}
-
-// The same atomic replace (a temporary file beside it, renamed over it) without waiting for the disk: only a
-// power cut in the next seconds could lose it.
-bool replaceWithoutSync(const QString& path, const QByteArray& bytes, QString* error)
-{
-    QTemporaryFile temporary(path + QStringLiteral(".XXXXXX"));
-    if (!temporary.open() || temporary.write(bytes) != bytes.size() || !temporary.flush()) {
-        *error = temporary.errorString();
-        return false;
-    }
-    if (QFileInfo::exists(path))
-        temporary.setPermissions(QFile::permissions(path));
-    if (::rename(QFile::encodeName(temporary.fileName()).constData(), QFile::encodeName(path).constData()) != 0) {
-        *error = QString::fromLocal8Bit(std::strerror(errno));
-        return false;
-    }
-    temporary.setAutoRemove(false);
-    return true;
-}
 }
 
 PlistDefaultsDomain::PlistDefaultsDomain(const QString& path, QObject* parent)
-    : DefaultsDomain(parent), m_path(path)
+    : DefaultsDomain(parent)
+    , m_path(path)
+    , m_writer(std::make_unique<BackgroundFileWriter>(path, [path](const QString& reason) {
+        qCWarning(lcDefaults).noquote() << "could not write settings file" << path << ":" << reason;
+    }))
 {
     QVariantMap loaded;
     QByteArray bytes;
@@ -90,6 +61,7 @@ PlistDefaultsDomain::ReadOutcome PlistDefaultsDomain::readFile(QVariantMap* out,
         return ReadOutcome::missing;
     if (file.size() > maxFileSize || !file.open(QIODevice::ReadOnly))
         return ReadOutcome::unreadable;
+    m_lastReadVersion = BackgroundFileWriter::Version::of(m_path);
     *bytes = file.readAll();
     if (bytes->trimmed().isEmpty())
         return ReadOutcome::unreadable;
@@ -171,10 +143,7 @@ QStringList PlistDefaultsDomain::keys() const { return m_values.keys(); }
 void PlistDefaultsDomain::markDirty()
 {
     m_dirty = true;
-    // A burst of writes in one turn of the event loop goes to disk once. These writes come with every
-    // application switch (the usage record): the file is replaced atomically but not waited for on the disk,
-    // which took 0.6 ms and more of the main thread each time; an explicit synchronize, and the last write
-    // before we go, wait for it.
+    // A burst of writes in one turn of the event loop goes to disk once.
     if (!m_flushScheduled) {
         m_flushScheduled = true;
         QTimer::singleShot(0, this, [this] {
@@ -189,46 +158,59 @@ PlistDefaultsDomain::~PlistDefaultsDomain() { write(Durability::onDisk); }
 
 bool PlistDefaultsDomain::synchronize() { return write(Durability::onDisk); }
 
+bool PlistDefaultsDomain::fileIsOurs() const
+{
+    const auto now = BackgroundFileWriter::Version::of(m_path);
+    return now && (now == m_lastReadVersion || now == m_writer->lastWritten());
+}
+
 bool PlistDefaultsDomain::write(Durability durability)
 {
-    // Nothing new, and nothing left to wait for on the disk either.
-    if (!m_dirty && (durability == Durability::replaceOnly || !m_unsyncedWrite))
-        return true;
-    // Never replace a file we cannot read: it is moved aside first, and if that fails we do not write.
-    if (QFileInfo::exists(m_path)) {
-        QVariantMap onDisk;
-        QByteArray bytes;
-        if (readFile(&onDisk, &bytes) == ReadOutcome::unreadable) {
-            moveAside();
-            if (QFileInfo::exists(m_path))
-                return false;
+    if (m_dirty) {
+        // Never replace a file we cannot read: it is moved aside first, and if that fails we do not write. A file
+        // that is still the one we last read or wrote needs no second look.
+        if (QFileInfo::exists(m_path) && !fileIsOurs()) {
+            QVariantMap onDisk;
+            QByteArray bytes;
+            if (readFile(&onDisk, &bytes) == ReadOutcome::unreadable) {
+                moveAside();
+                if (QFileInfo::exists(m_path))
+                    return false;
+            }
         }
+        QDir().mkpath(QFileInfo(m_path).absolutePath());
+        const QByteArray bytes = PlistCodec::forFile(m_values);
+        m_lastSeenBytes = bytes;
+        m_recentWrites.append(bytes);
+        if (m_recentWrites.size() > 4)
+            m_recentWrites.removeFirst();
+        m_writer->replace(bytes);
+        m_dirty = false;
+        watch();
     }
-    QDir().mkpath(QFileInfo(m_path).absolutePath());
-    const QByteArray bytes = PlistCodec::forFile(m_values);
-    QString error;
-    if (!(durability == Durability::onDisk ? replaceAndSync(m_path, bytes, &error)
-                                           : replaceWithoutSync(m_path, bytes, &error))) {
-        qCWarning(lcDefaults).noquote() << "could not write settings file" << m_path << ":" << error;
-        return false;
-    }
-    m_unsyncedWrite = durability == Durability::replaceOnly;
-    m_lastSeenBytes = bytes;
-    m_dirty = false;
+    // The writes that follow each change (every application switch updates the usage record) neither wait for
+    // the file system nor for the disk; an explicit synchronize, and the last write before we go, wait for both.
+    if (durability == Durability::replaceOnly)
+        return true;
+    const bool written = m_writer->flushToDisk();
+    if (!written)
+        m_dirty = true;  // tried again with the next change or synchronize
     watch();
-    return true;
+    return written;
 }
 
 void PlistDefaultsDomain::fileMayHaveChanged()
 {
     watch();  // an atomic replace drops the watch on the old file
+    if (fileIsOurs())
+        return;  // our own write, or a touch of what we read
     QFile file(m_path);
     if (!file.exists() || !file.open(QIODevice::ReadOnly))
         return;
     const QByteArray bytes = file.read(maxFileSize + 1);
     file.close();
-    if (bytes == m_lastSeenBytes)
-        return;  // our own write, or a touch without change
+    if (bytes == m_lastSeenBytes || m_recentWrites.contains(bytes))
+        return;  // our own write (perhaps one still followed by a newer), or a touch without change
     const auto parsed = bytes.size() <= maxFileSize ? PlistCodec::parseDictionary(bytes) : std::nullopt;
     if (!parsed) {
         // Another program left something unreadable: keep it aside and write back what we hold.

@@ -5,6 +5,9 @@
 #include <QFileSystemWatcher>
 #include <QString>
 #include <QVariantMap>
+#include <memory>
+
+#include "BackgroundFileWriter.h"
 
 #include "platform/Defaults.h"
 
@@ -35,6 +38,8 @@ private:
     enum class Durability { replaceOnly, onDisk };
     bool write(Durability durability);
     ReadOutcome readFile(QVariantMap* out, QByteArray* bytes);
+    // True when the file on disk is what we last read or wrote, told without reading it.
+    bool fileIsOurs() const;
     void moveAside();
     // Stores without telling anyone; true when the value differs from what was held.
     bool store(const QString& key, const QVariant& value);
@@ -45,11 +50,13 @@ private:
     QString m_path;
     QVariantMap m_values;
     QByteArray m_lastSeenBytes;  // what the file held when we last read or wrote it
+    std::optional<BackgroundFileWriter::Version> m_lastReadVersion;
+    QList<QByteArray> m_recentWrites;  // handed to the writer, newest last: the file may hold any of them meanwhile
     bool m_dirty = false;
     bool m_flushScheduled = false;
-    bool m_unsyncedWrite = false;  // the file was replaced since the last write that waited for the disk
     QString m_movedAsidePath;
     QFileSystemWatcher m_watcher;
+    std::unique_ptr<BackgroundFileWriter> m_writer;  // last: it finishes its writes before the rest goes
 };
 
 }  // namespace tamsinvale
