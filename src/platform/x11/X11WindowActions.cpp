@@ -602,7 +602,7 @@ bool X11WindowActions::activateApplication(std::int32_t pid, bool allWindows, Co
     if (!stacking)
         return false;
     QList<xcb_window_t> shown, hidden;  // bottom to top
-    for (const X11Window& w : m_reader.read(*stacking)) {
+    for (const X11Window& w : m_reader.readWithoutGeometry(*stacking)) {
         if (!w.exists || w.pid != pid || w.type == X11WindowType::dock || w.type == X11WindowType::desktop)
             continue;
         (w.hidden ? hidden : shown).append(w.id);

@@ -301,19 +301,7 @@ QList<X11Window> X11WindowReader::readFromServer(const QList<xcb_window_t>& wind
             }
             m_fixed.insert(win.id, f);
         }
-        const Fixed& f = m_fixed[win.id];
-        win.pid = f.pid;
-        win.wmInstance = f.wmInstance;
-        win.wmClass = f.wmClass;
-        win.gtkApplicationId = f.gtkApplicationId;
-        win.type = f.type;
-        win.transient = f.transient;
-        win.hasStrut = f.hasStrut;
-        win.strutLeft = f.strut[0]; win.strutRight = f.strut[1]; win.strutTop = f.strut[2]; win.strutBottom = f.strut[3];
-        win.strutLeftStartY = f.strut[4]; win.strutLeftEndY = f.strut[5];
-        win.strutRightStartY = f.strut[6]; win.strutRightEndY = f.strut[7];
-        win.strutTopStartX = f.strut[8]; win.strutTopEndX = f.strut[9];
-        win.strutBottomStartX = f.strut[10]; win.strutBottomEndX = f.strut[11];
+        applyFixed(win, m_fixed[win.id]);
         if (win.pid == 0 && k.fixed)
             needPid.append(i);
 
@@ -383,6 +371,55 @@ QList<X11Window> X11WindowReader::readFromServer(const QList<xcb_window_t>& wind
     }
     if (watched)
         xcb_flush(c);
+    return out;
+}
+
+void X11WindowReader::applyFixed(X11Window& win, const Fixed& f)
+{
+    win.pid = f.pid;
+    win.wmInstance = f.wmInstance;
+    win.wmClass = f.wmClass;
+    win.gtkApplicationId = f.gtkApplicationId;
+    win.type = f.type;
+    win.transient = f.transient;
+    win.hasStrut = f.hasStrut;
+    win.strutLeft = f.strut[0]; win.strutRight = f.strut[1]; win.strutTop = f.strut[2]; win.strutBottom = f.strut[3];
+    win.strutLeftStartY = f.strut[4]; win.strutLeftEndY = f.strut[5];
+    win.strutRightStartY = f.strut[6]; win.strutRightEndY = f.strut[7];
+    win.strutTopStartX = f.strut[8]; win.strutTopEndX = f.strut[9];
+    win.strutBottomStartX = f.strut[10]; win.strutBottomEndX = f.strut[11];
+}
+
+QList<X11Window> X11WindowReader::readWithoutGeometry(const QList<xcb_window_t>& windows) const
+{
+    if (m_connection.ownsEvents())
+        m_connection.dispatchPendingEvents();
+    // Kept is as good as asked for where this connection hears of every change, the window's end included.
+    auto known = [this](xcb_window_t w) {
+        return m_connection.isWatched(w) && m_fixed.contains(w) && m_changing.contains(w);
+    };
+    QList<xcb_window_t> missing;
+    for (const xcb_window_t w : windows)
+        if (!known(w) && !missing.contains(w))
+            missing.append(w);
+    QHash<xcb_window_t, X11Window> asked;
+    if (!missing.isEmpty())
+        for (const X11Window& w : read(missing))
+            asked.insert(w.id, w);
+    QList<X11Window> out;
+    out.reserve(windows.size());
+    for (const xcb_window_t w : windows) {
+        if (const auto it = asked.constFind(w); it != asked.cend()) {
+            out.append(*it);
+            continue;
+        }
+        X11Window win;
+        win.id = w;
+        win.exists = true;
+        applyFixed(win, m_fixed[w]);
+        applyChanging(win, m_changing[w]);
+        out.append(win);
+    }
     return out;
 }
 

@@ -37,6 +37,10 @@ public:
     // In the order given; windows that have gone come back with `exists` false.
     QList<X11Window> read(const QList<xcb_window_t>& windows) const;
     X11Window read(xcb_window_t window) const;
+    // Who the windows are and their state, without their geometry and mapping (left empty): no round trip for
+    // windows whose properties are kept and followed. For finding an application's windows on the way to a
+    // keystroke's activation.
+    QList<X11Window> readWithoutGeometry(const QList<xcb_window_t>& windows) const;
 
     // Root window lists; nothing when the property is missing (no EWMH window manager).
     std::optional<QList<xcb_window_t>> clientListStacking() const;  // bottom to top
@@ -81,6 +85,7 @@ private:
     };
 
     QList<X11Window> readFromServer(const QList<xcb_window_t>& windows) const;
+    static void applyFixed(X11Window& win, const Fixed& f);
     std::optional<QList<xcb_window_t>> rootWindowList(xcb_atom_t atom) const;
 
     X11Connection& m_connection;

@@ -199,7 +199,7 @@ QList<RunningApp> X11Workspace::runningApplications() const
     QList<std::int32_t> order;
     QHash<std::int32_t, QList<X11Window>> byPid;
     if (clients) {
-        for (const X11Window& w : m_reader.read(*clients)) {
+        for (const X11Window& w : m_reader.readWithoutGeometry(*clients)) {
             if (!w.exists || w.pid <= 0)
                 continue;
             if (!byPid.contains(w.pid))
@@ -224,7 +224,7 @@ std::optional<RunningApp> X11Workspace::runningApplication(std::int32_t pid) con
     if (!clients)
         return std::nullopt;
     QList<X11Window> mine;
-    for (const X11Window& w : m_reader.read(*clients))
+    for (const X11Window& w : m_reader.readWithoutGeometry(*clients))
         if (w.exists && w.pid == pid)
             mine.append(w);
     if (mine.isEmpty())
