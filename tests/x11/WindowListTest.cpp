@@ -376,3 +376,27 @@ TEST_F(WindowListTest, changesToAListedWindowAreSeenOnTheNextRead)
         return now != before && now == QRectF(*xtools::geometry(s.x().topLevelAncestor(w)));
     }));
 }
+
+TEST_F(WindowListTest, whoAWindowIsIsAnsweredFromWhatIsKeptFollowedAndDroppedWhenItGoes)
+{
+    auto client = s.client({windowSpec(QStringLiteral("one"), 100, 100), windowSpec(QStringLiteral("two"), 400, 100)});
+    ASSERT_TRUE(client);
+    const X11WindowReader& reader = s.desktop().reader();
+    const xcb_window_t one = client->window(0), two = client->window(1);
+    const QList<X11Window> full = reader.read({one, two});
+    ASSERT_TRUE(full[0].exists && full[1].exists);
+    auto kept = [&](xcb_window_t w) { return reader.readWithoutGeometry({w}).first(); };
+    EXPECT_EQ(kept(one).pid, client->pid());
+    EXPECT_EQ(kept(one).wmClass, full[0].wmClass);
+    EXPECT_EQ(kept(one).type, X11WindowType::normal);
+
+    // A property changed by another client is followed...
+    ASSERT_TRUE(s.tool({QStringLiteral("xdotool"), QStringLiteral("set_window"), QStringLiteral("--class"),
+                        QStringLiteral("Renamed"), QString::number(one)}));
+    EXPECT_TRUE(s.waitUntil([&] { return kept(one).wmClass == QStringLiteral("Renamed"); }));
+    // ...and a window that went is not answered for as if it were still there.
+    ASSERT_TRUE(client->closeWindow(1));
+    ASSERT_FALSE(s.x().windowExists(two));
+    EXPECT_TRUE(s.waitUntil([&] { return !kept(two).exists; }));
+    EXPECT_TRUE(kept(one).exists);
+}
