@@ -29,6 +29,14 @@ public:
     // Runs after the work already queued.
     virtual TaskHandle post(std::function<void()> work) = 0;
     virtual TaskHandle postAfter(double seconds, std::function<void()> work) = 0;
+    // Runs once nothing else waits on the main queue (input, window-system events, posted work), and at the latest
+    // after `latest` seconds: for work that may wait a moment but should never keep a keystroke waiting. Where the
+    // event loop cannot tell, it is posted like any other work.
+    virtual TaskHandle postWhenIdle(double latest, std::function<void()> work)
+    {
+        (void)latest;
+        return post(std::move(work));
+    }
     // Runs every `interval` seconds until cancelled.
     virtual TaskHandle repeat(double interval, std::function<void()> work) = 0;
     // The same, for work that may run up to `tolerance` seconds late, so that the system can group wake-ups.

@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "AppIconStore.h"
+#include "platform/Scheduler.h"
 #include "BackgroundQueue.h"
 #include "DesktopEntryFile.h"
 #include "MainThreadBusyProbe.h"
@@ -96,13 +97,7 @@ void AppDiscoveryStore::refreshInBackground()
     // The worker gets its own copy of the configuration and only a weak handle on the store. It also gets the list
     // that is published now (shared, never modified in place), so that it alone pays for telling whether anything
     // changed: a refresh that finds what is shown costs the main thread nothing but a flag and a log line.
-    struct Outcome {
-        QList<DiscoveredApp> apps;
-        bool unchanged = false;
-        QSet<QString> changedIcons;
-        qint64 elapsed = 0;
-    };
-    auto outcome = std::make_shared<Outcome>();
+    auto outcome = std::make_shared<RefreshOutcome>();
     std::weak_ptr<AppDiscoveryStore*> weak = m_self;
     auto worker = std::make_shared<AppDiscoveryStore>(m_configuration, m_background);
     const AppIconStore::Preparer prepareIcons = m_icons ? m_icons->preparer() : AppIconStore::Preparer();
@@ -130,40 +125,55 @@ void AppDiscoveryStore::refreshInBackground()
             auto self = weak.lock();
             if (!self)
                 return;
-            AppDiscoveryStore* store = *self;
-            store->m_refreshInFlight = false;
-            store->m_published = true;
-            if (iconsAfterwards && prepareIcons && !outcome->unchanged) {
-                QList<IconRequest> requests;
-                for (const DiscoveredApp& app : std::as_const(outcome->apps))
-                    requests.append(IconRequest{app.id, app.url, app.icon, app.name});
-                auto changed = std::make_shared<QSet<QString>>();
-                store->m_background.run([prepareIcons, requests, changed] { *changed = prepareIcons(requests); },
-                                        [icons, changed] {
-                                            if (icons)
-                                                icons->announce(*changed);
-                                        });
-            }
-            const long count = long(outcome->unchanged ? store->m_apps.size() : outcome->apps.size());
-            qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome->elapsed));
-            const bool changed = !outcome->unchanged || !outcome->changedIcons.isEmpty();
-            if (changed) {
-                // What a publication costs the main thread, with what it sets off (lists updated, then the frame
-                // drawn again a turn later), measured as the longest stretch the event loop is kept from other work.
-                MainThreadBusyProbe::watch(store, 3, 0.5, [](double longestMs, double cpuMs, int turns) {
-                    qCInfo(lcDiscovery,
-                           "discovery: publication kept the main thread busy %.3f ms at most (%.3f ms on the CPU, %d turns)",
-                           longestMs, cpuMs, turns);
-                });
-            }
-            if (!outcome->unchanged) {
-                store->m_apps = std::move(outcome->apps);
-                emit store->appsChanged();
-            }
-            if (icons)
-                icons->announce(outcome->changedIcons);
-            emit store->refreshFinished(changed);
+            auto publish = [weak, outcome, icons, prepareIcons, iconsAfterwards] {
+                if (const auto self = weak.lock())
+                    (*self)->publish(*outcome, icons, prepareIcons, iconsAfterwards);
+            };
+            // What changes the lists waits for a moment when no key or window-system event is waiting, so that it
+            // never holds up the reaction to one; a refresh that found what is shown ends at once.
+            Scheduler* scheduler = (*self)->m_scheduler;
+            if (scheduler && (!outcome->unchanged || !outcome->changedIcons.isEmpty()))
+                scheduler->postWhenIdle(publicationLatestSeconds, std::move(publish));
+            else
+                publish();
         });
+}
+
+void AppDiscoveryStore::publish(RefreshOutcome& outcome, QPointer<AppIconStore> icons,
+                                const AppIconStore::Preparer& prepareIcons, bool iconsAfterwards)
+{
+    m_refreshInFlight = false;
+    m_published = true;
+    if (iconsAfterwards && prepareIcons && !outcome.unchanged) {
+        QList<IconRequest> requests;
+        for (const DiscoveredApp& app : std::as_const(outcome.apps))
+            requests.append(IconRequest{app.id, app.url, app.icon, app.name});
+        auto changed = std::make_shared<QSet<QString>>();
+        m_background.run([prepareIcons, requests, changed] { *changed = prepareIcons(requests); },
+                         [icons, changed] {
+                             if (icons)
+                                 icons->announce(*changed);
+                         });
+    }
+    const long count = long(outcome.unchanged ? m_apps.size() : outcome.apps.size());
+    qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome.elapsed));
+    const bool changed = !outcome.unchanged || !outcome.changedIcons.isEmpty();
+    if (changed) {
+        // What a publication costs the main thread, with what it sets off (lists updated, then the frame drawn
+        // again a turn later), measured as the longest stretch the event loop is kept from other work.
+        MainThreadBusyProbe::watch(this, 3, 0.5, [](double longestMs, double cpuMs, int turns) {
+            qCInfo(lcDiscovery,
+                   "discovery: publication kept the main thread busy %.3f ms at most (%.3f ms on the CPU, %d turns)",
+                   longestMs, cpuMs, turns);
+        });
+    }
+    if (!outcome.unchanged) {
+        m_apps = std::move(outcome.apps);
+        emit appsChanged();
+    }
+    if (icons)
+        icons->announce(outcome.changedIcons);
+    emit refreshFinished(changed);
 }
 
 QList<DiscoveredApp> AppDiscoveryStore::scan() const

@@ -4,10 +4,12 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QStringList>
 #include <functional>
 #include <memory>
 
+#include "AppIconStore.h"
 #include "AppInfoReader.h"
 #include "DiscoveredApp.h"
 
@@ -15,7 +17,7 @@ namespace tamsinvale {
 
 class DesktopEntryFile;
 
-class AppIconStore;
+class Scheduler;
 class BackgroundQueue;
 
 // Where and how to look. Bundles: .app folders at depth one and two under each root. Desktop entries: .desktop
@@ -53,6 +55,9 @@ public:
 
     // Icons of the discovered apps are loaded by each refresh, before it publishes, so that lists show them at once.
     void setIconStore(AppIconStore* icons);
+    // With a scheduler, a refresh that changed something publishes when the main loop is idle (at most 0.1 s
+    // late) instead of as soon as its scan is done.
+    void setScheduler(Scheduler* scheduler) { m_scheduler = scheduler; }
 
     // Starts a background scan unless one is running; the result replaces `apps` on the main thread, unless it
     // equals them, in which case nothing is published.
@@ -76,6 +81,15 @@ signals:
     void refreshFinished(bool changed);
 
 private:
+    struct RefreshOutcome {
+        QList<DiscoveredApp> apps;
+        bool unchanged = false;
+        QSet<QString> changedIcons;
+        qint64 elapsed = 0;
+    };
+    static constexpr double publicationLatestSeconds = 0.1;
+    void publish(RefreshOutcome& outcome, QPointer<AppIconStore> icons, const AppIconStore::Preparer& prepareIcons,
+                 bool iconsAfterwards);
     void scanDesktopDirectory(const QString& dir, const QString& idPrefix, int depth, QSet<QString>& seen,
                               QList<DiscoveredApp>& out) const;
     bool tryExecFound(const QString& tryExec) const;
@@ -86,6 +100,7 @@ private:
     bool m_refreshInFlight = false;
     bool m_published = false;  // a scan has finished (its result may have been empty)
     QPointer<AppIconStore> m_icons;
+    Scheduler* m_scheduler = nullptr;
     // Workers hold this weakly: a store that has gone away makes their result go nowhere.
     std::shared_ptr<AppDiscoveryStore*> m_self;
 };

@@ -31,6 +31,7 @@ SwitcherServices::SwitcherServices(const Platform& platform, SwitcherOptions opt
     };
     m_icons = std::make_unique<AppIconStore>(provider, *m_background);
     m_discovery->setIconStore(m_icons.get());
+    m_discovery->setScheduler(platform.scheduler);
     m_overlay = std::make_unique<LaunchOverlayController>(platform);
     m_shortcuts = std::make_unique<ShortcutStore>(platform);
     m_shortcuts->setLaunchOverlay(m_overlay.get());

@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QAbstractEventDispatcher>
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <optional>
 
 #include "platform/linux/QtScheduler.h"
 
@@ -67,4 +70,52 @@ TEST(QtScheduler, tasksStillPendingWhenTheSchedulerGoesAreReleasedWithIt)
     }
     EXPECT_TRUE(later.expired());
     EXPECT_TRUE(repeating.expired());
+}
+
+TEST(QtScheduler, workForAnIdleMomentWaitsUntilNothingElseIsWaitingOrItsLatestTime)
+{
+    ASSERT_TRUE(QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib"))
+        << "the main loop runs on GLib here";
+    QtScheduler scheduler;
+    QStringList order;
+    // Fifty turns of posted work, each posting the next, all before anything waits: the idle work comes after.
+    int steps = 0;
+    std::function<void()> step = [&] {
+        order << QStringLiteral("busy");
+        if (++steps < 50)
+            scheduler.post(step);
+    };
+    scheduler.post(step);
+    std::weak_ptr<ScheduledTask> idle = scheduler.postWhenIdle(5.0, [&] { order << QStringLiteral("idle"); });
+    runEventsUntil([&] { return order.contains(QStringLiteral("idle")); });
+    EXPECT_EQ(order.count(QStringLiteral("busy")), 50);
+    EXPECT_EQ(order.last(), QStringLiteral("idle"));
+    EXPECT_TRUE(idle.expired());
+
+    // A loop that never goes idle still runs it, at its latest time.
+    QElapsedTimer clock;
+    clock.start();
+    std::optional<qint64> ranAt;
+    std::function<void()> spin = [&] {
+        if (clock.elapsed() < 400)
+            scheduler.post(spin);
+    };
+    scheduler.post(spin);
+    scheduler.postWhenIdle(0.05, [&] { ranAt = clock.elapsed(); });
+    runEventsUntil([&] { return ranAt.has_value(); });
+    ASSERT_TRUE(ranAt);
+    EXPECT_LT(*ranAt, 300) << "it waited for the busy loop to end";
+
+    // Cancelled, or left when the scheduler goes: never run, and released.
+    bool ran = false;
+    TaskHandle cancelled = scheduler.postWhenIdle(0.01, [&] { ran = true; });
+    cancelled->cancel();
+    std::weak_ptr<ScheduledTask> orphan;
+    {
+        QtScheduler gone;
+        orphan = gone.postWhenIdle(0.01, [&] { ran = true; });
+    }
+    runEventsUntil([&] { return clock.elapsed() > 600; });
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(orphan.expired());
 }

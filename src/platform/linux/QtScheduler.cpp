@@ -2,9 +2,15 @@
 // next turn as a posted call.
 #include "QtScheduler.h"
 
+#include <QAbstractEventDispatcher>
 #include <QPointer>
+#include <QThread>
 #include <QTimer>
 #include <cmath>
+
+#ifdef TAMSINVALE_HAS_GLIB
+#include <glib.h>
+#endif
 
 namespace tamsinvale {
 
@@ -96,6 +102,80 @@ private:
     std::function<void()> m_work;
 };
 
+#ifdef TAMSINVALE_HAS_GLIB
+// Work for the first moment the main loop has nothing else to do: a GLib idle source on the main context, which
+// GLib dispatches only in a turn where no source of normal priority (Qt's posted events, timers, sockets, the
+// window-system connection) is ready. A timer bounds the wait; whichever comes first runs the work, once.
+class GlibIdleTask : public ScheduledTask {
+public:
+    explicit GlibIdleTask(std::function<void()> work) : m_work(std::move(work)) {}
+    ~GlibIdleTask() override { removeSource(); }
+
+    void start(QObject* context, double latest, const std::shared_ptr<GlibIdleTask>& self)
+    {
+        // The source holds the task until it is removed: a dropped handle does not cancel, as for every task.
+        auto* held = new std::shared_ptr<GlibIdleTask>(self);
+        m_source = g_idle_add_full(
+            G_PRIORITY_DEFAULT_IDLE,
+            [](gpointer data) -> gboolean {
+                auto task = *static_cast<std::shared_ptr<GlibIdleTask>*>(data);
+                task->m_source = 0;  // this source ends as the callback returns
+                task->fire();
+                return G_SOURCE_REMOVE;
+            },
+            held, [](gpointer data) { delete static_cast<std::shared_ptr<GlibIdleTask>*>(data); });
+        // Work for objects that go at quit must not run after the scheduler has gone.
+        QObject::connect(context, &QObject::destroyed, [weak = std::weak_ptr<GlibIdleTask>(self)] {
+            if (const auto task = weak.lock())
+                task->cancel();
+        });
+        m_timer = new QTimer(context);
+        m_timer->setSingleShot(true);
+        QObject::connect(m_timer, &QTimer::timeout, m_timer, [weak = std::weak_ptr<GlibIdleTask>(self)] {
+            if (const auto task = weak.lock())
+                task->fire();
+        });
+        m_timer->start(static_cast<int>(std::lround(std::max(0.0, latest) * 1000.0)));
+    }
+    void cancel() override
+    {
+        m_pending = false;
+        m_work = nullptr;
+        finish();
+    }
+    bool isPending() const override { return m_pending; }
+
+private:
+    void fire()
+    {
+        if (!m_pending)
+            return;
+        m_pending = false;
+        const std::function<void()> work = std::move(m_work);
+        finish();
+        work();
+    }
+    void finish()
+    {
+        if (m_timer) {
+            m_timer->stop();
+            m_timer->deleteLater();
+        }
+        removeSource();  // may drop the last reference held by the source: nothing of this object is used after it
+    }
+    void removeSource()
+    {
+        if (const guint source = std::exchange(m_source, 0))
+            g_source_remove(source);
+    }
+
+    bool m_pending = true;
+    std::function<void()> m_work;
+    guint m_source = 0;
+    QPointer<QTimer> m_timer;
+};
+#endif
+
 }  // namespace
 
 QtScheduler::QtScheduler(QObject* parent) : QObject(parent) { m_clock.start(); }
@@ -110,6 +190,22 @@ TaskHandle QtScheduler::post(std::function<void()> work)
     // Dropped with the scheduler (at quit), like the timers.
     QMetaObject::invokeMethod(this, [task] { task->fire(); }, Qt::QueuedConnection);
     return task;
+}
+
+TaskHandle QtScheduler::postWhenIdle(double latest, std::function<void()> work)
+{
+    // Qt runs the main thread's loop on GLib's default context when it was built with GLib; otherwise there is no
+    // telling when the loop is idle, and the work is posted.
+#ifdef TAMSINVALE_HAS_GLIB
+    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+    if (dispatcher && dispatcher->inherits("QEventDispatcherGlib") && thread() == QThread::currentThread()) {
+        auto task = std::make_shared<GlibIdleTask>(std::move(work));
+        task->start(this, latest, task);
+        return task;
+    }
+#endif
+    (void)latest;
+    return post(std::move(work));
 }
 
 TaskHandle QtScheduler::postAfter(double seconds, std::function<void()> work)

@@ -17,6 +17,7 @@ public:
     QDateTime currentDateTime() const override;
     TaskHandle post(std::function<void()> work) override;
     TaskHandle postAfter(double seconds, std::function<void()> work) override;
+    TaskHandle postWhenIdle(double latest, std::function<void()> work) override;
     TaskHandle repeat(double interval, std::function<void()> work) override;
     TaskHandle repeatWithTolerance(double interval, double tolerance, std::function<void()> work) override;
 
