@@ -11,11 +11,11 @@
 #include <algorithm>
 
 #include "AppIconStore.h"
-#include "platform/Scheduler.h"
 #include "BackgroundQueue.h"
 #include "DesktopEntryFile.h"
 #include "MainThreadBusyProbe.h"
 #include "platform/Logging.h"
+#include "platform/Scheduler.h"
 
 namespace tamsinvale {
 
@@ -132,7 +132,7 @@ void AppDiscoveryStore::refreshInBackground()
             // What changes the lists waits for a moment when no key or window-system event is waiting, so that it
             // never holds up the reaction to one; a refresh that found what is shown ends at once.
             Scheduler* scheduler = (*self)->m_scheduler;
-            if (scheduler && (!outcome->unchanged || !outcome->changedIcons.isEmpty()))
+            if (scheduler && outcome->changed())
                 scheduler->postWhenIdle(publicationLatestSeconds, std::move(publish));
             else
                 publish();
@@ -157,7 +157,7 @@ void AppDiscoveryStore::publish(RefreshOutcome& outcome, QPointer<AppIconStore> 
     }
     const long count = long(outcome.unchanged ? m_apps.size() : outcome.apps.size());
     qCInfo(lcDiscovery, "discovery: refreshed %ld apps in %ld ms (background)", count, long(outcome.elapsed));
-    const bool changed = !outcome.unchanged || !outcome.changedIcons.isEmpty();
+    const bool changed = outcome.changed();
     if (changed) {
         // What a publication costs the main thread, with what it sets off (lists updated, then the frame drawn
         // again a turn later), measured as the longest stretch the event loop is kept from other work.

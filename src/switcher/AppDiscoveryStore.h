@@ -86,6 +86,7 @@ private:
         bool unchanged = false;
         QSet<QString> changedIcons;
         qint64 elapsed = 0;
+        bool changed() const { return !unchanged || !changedIcons.isEmpty(); }
     };
     static constexpr double publicationLatestSeconds = 0.1;
     void publish(RefreshOutcome& outcome, QPointer<AppIconStore> icons, const AppIconStore::Preparer& prepareIcons,

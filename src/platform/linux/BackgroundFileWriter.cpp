@@ -70,12 +70,14 @@ std::optional<BackgroundFileWriter::Version> BackgroundFileWriter::Version::of(c
 }
 
 BackgroundFileWriter::BackgroundFileWriter(QString path, std::function<void(const QString&)> failed)
-    : m_path(std::move(path)), m_failed(std::move(failed)), m_thread([this] { run(); })
+    : m_path(std::move(path)), m_failed(std::move(failed))
 {
 }
 
 BackgroundFileWriter::~BackgroundFileWriter()
 {
+    if (!m_thread.joinable())
+        return;
     flushToDisk();
     {
         std::lock_guard lock(m_mutex);
@@ -91,11 +93,16 @@ void BackgroundFileWriter::replace(QByteArray bytes)
         std::lock_guard lock(m_mutex);
         m_pending = std::move(bytes);
     }
+    // Started with the first write: a reader of the file that never writes (a command-line query) needs no thread.
+    if (!m_thread.joinable())
+        m_thread = std::thread([this] { run(); });
     m_wake.notify_all();
 }
 
 bool BackgroundFileWriter::flushToDisk()
 {
+    if (!m_thread.joinable())
+        return m_lastSucceeded;  // nothing was ever written
     std::unique_lock lock(m_mutex);
     m_syncWanted = true;
     m_wake.notify_all();

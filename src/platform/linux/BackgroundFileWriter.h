@@ -33,7 +33,7 @@ public:
     BackgroundFileWriter(const BackgroundFileWriter&) = delete;
     BackgroundFileWriter& operator=(const BackgroundFileWriter&) = delete;
 
-    // Queues `bytes` as the file's next contents; returns at once.
+    // Queues `bytes` as the file's next contents; returns at once. Called from one thread only.
     void replace(QByteArray bytes);
     // Waits until everything queued is written and on the disk (not only in the system's cache); true when the
     // last write succeeded.

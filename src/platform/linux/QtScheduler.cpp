@@ -124,13 +124,13 @@ public:
                 return G_SOURCE_REMOVE;
             },
             held, [](gpointer data) { delete static_cast<std::shared_ptr<GlibIdleTask>*>(data); });
-        // Work for objects that go at quit must not run after the scheduler has gone.
-        QObject::connect(context, &QObject::destroyed, [weak = std::weak_ptr<GlibIdleTask>(self)] {
+        m_timer = new QTimer(context);
+        m_timer->setSingleShot(true);
+        // The timer goes with the scheduler (at quit): work for objects that go then must not run after it.
+        QObject::connect(m_timer, &QObject::destroyed, [weak = std::weak_ptr<GlibIdleTask>(self)] {
             if (const auto task = weak.lock())
                 task->cancel();
         });
-        m_timer = new QTimer(context);
-        m_timer->setSingleShot(true);
         QObject::connect(m_timer, &QTimer::timeout, m_timer, [weak = std::weak_ptr<GlibIdleTask>(self)] {
             if (const auto task = weak.lock())
                 task->fire();
