@@ -6,7 +6,8 @@
 //   delete=ignore (the window stays open when asked to close, as one asking about unsaved work would),
 //   delete=unsupported (no WM_DELETE_WINDOW in WM_PROTOCOLS: the window cannot be asked to close),
 //   desktop=N (the virtual desktop it starts on).
-// It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one),
+// It prints "window INDEX 0xID" for each window once the window manager lists it (or once mapped, without one;
+// a dock also once the manager has mapped it, as i3 lists no docks),
 // then "ready"; "delete-window INDEX closing|ignored" whenever a window receives WM_DELETE_WINDOW.
 // Commands on stdin: "open WINDOW", "close INDEX", "churn COUNT", "quit".
 #include <xcb/xcb.h>
@@ -34,6 +35,7 @@ std::vector<xcb_window_t> windows;            // by index; XCB_WINDOW_NONE once 
 std::map<xcb_window_t, int> pending;          // created, not yet managed
 bool managerPresent = false;
 std::set<xcb_window_t> ignoresDelete;         // windows that stay open when asked to close
+std::set<xcb_window_t> docks;                 // panels: some managers (i3) keep them out of the client list
 
 xcb_atom_t atom(const std::string& name)
 {
@@ -129,7 +131,10 @@ xcb_window_t createWindow(const std::string& windowSpec)
     std::string typeAtom = "_NET_WM_WINDOW_TYPE_NORMAL";
     if (type == "dialog") typeAtom = "_NET_WM_WINDOW_TYPE_DIALOG";
     else if (type == "utility") typeAtom = "_NET_WM_WINDOW_TYPE_UTILITY";
-    else if (type == "dock") typeAtom = "_NET_WM_WINDOW_TYPE_DOCK";
+    else if (type == "dock") {
+        typeAtom = "_NET_WM_WINDOW_TYPE_DOCK";
+        docks.insert(win);
+    }
     setCardinals(win, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, {atom(typeAtom)});
 
     std::vector<uint32_t> netStates;
@@ -163,6 +168,14 @@ xcb_window_t createWindow(const std::string& windowSpec)
     return win;
 }
 
+bool viewable(xcb_window_t w)
+{
+    auto* a = xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, w), nullptr);
+    const bool v = a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+    std::free(a);
+    return v;
+}
+
 bool inClientList(xcb_window_t w)
 {
     auto* r = xcb_get_property_reply(
@@ -193,7 +206,7 @@ void checkPending()
 {
     std::vector<xcb_window_t> managed;
     for (const auto& [w, index] : pending)
-        if (inClientList(w))
+        if (inClientList(w) || (docks.count(w) && viewable(w)))
             managed.push_back(w);
     // Announced in creation order so that the tests read the ids in the order they asked for them.
     std::vector<std::pair<int, xcb_window_t>> ordered;
@@ -329,6 +342,8 @@ int main(int argc, char** argv)
                     checkPending();
             } else if (type == XCB_MAP_NOTIFY && !managerPresent) {
                 announce(reinterpret_cast<xcb_map_notify_event_t*>(event)->window);
+            } else if (type == XCB_MAP_NOTIFY && docks.count(reinterpret_cast<xcb_map_notify_event_t*>(event)->window)) {
+                checkPending();
             } else if (type == XCB_CLIENT_MESSAGE) {
                 const auto* e = reinterpret_cast<xcb_client_message_event_t*>(event);
                 if (e->type == atom("WM_PROTOCOLS") && e->data.data32[0] == atom("WM_DELETE_WINDOW")) {
