@@ -53,6 +53,14 @@ QRect toScreenCoordinates(const QRect& rootRect, const QRect& primary)
                  rootRect.height());
 }
 
+// A bar along the bottom of a monitor that ends above the root's bottom edge, whose strut counts from the monitor's
+// edge rather than the root's (i3bar on every monitor but the lowest): its strip would miss the monitor, yet the
+// bar is there, as tall as it says, and the manager keeps windows above it.
+bool sitsOnBottomEdge(const QRect& bar, const QRect& monitor, int height)
+{
+    return !bar.isEmpty() && bar.height() == height && bar.bottom() == monitor.bottom() && monitor.contains(bar.center());
+}
+
 // Area left over when every dock's reserved strips along the root's edges are taken from a monitor.
 QRect visibleArea(const QRect& monitor, const QList<X11Window>& docks, const QSize& rootSize)
 {
@@ -74,6 +82,8 @@ QRect visibleArea(const QRect& monitor, const QList<X11Window>& docks, const QSi
             const QRect strip(QPoint(x0, rootSize.height() - height), QPoint(x1, rootSize.height() - 1));
             if (const QRect hit = strip.intersected(monitor); !hit.isEmpty())
                 bottom = qMin(bottom, hit.top() - 1);
+            else if (sitsOnBottomEdge(dock.clientRect, monitor, height))
+                bottom = qMin(bottom, dock.clientRect.top() - 1);
         }
         if (dock.strutLeft > 0) {
             const auto [y0, y1] = clampSpan(dock.strutLeftStartY, dock.strutLeftEndY);
@@ -135,6 +145,15 @@ X11Screens::X11Screens(X11Connection& connection, const X11WindowReader& reader,
         if ((window == m_connection.root()
              && (atom == e->_NET_CLIENT_LIST || atom == e->_NET_WORKAREA || atom == m_connection.atoms().resourceManager))
             || atom == e->_NET_WM_STRUT_PARTIAL || atom == e->_NET_WM_STRUT)
+            invalidate();
+    });
+    // A dock found outside the client list tells of its going only to those watching it.
+    connect(&m_connection, &X11Connection::windowMapped, this, [this](xcb_window_t window, bool) {
+        if (m_unlistedDocks.contains(window))
+            invalidate();
+    });
+    connect(&m_connection, &X11Connection::windowDestroyed, this, [this](xcb_window_t window) {
+        if (m_unlistedDocks.remove(window))
             invalidate();
     });
     ensureFresh();
@@ -304,9 +323,14 @@ QList<ScreenInfo> X11Screens::compute(const QList<X11Monitor>& monitors) const
     if (monitors.isEmpty())
         return out;
     QList<X11Window> docks;
-    if (const auto clients = m_reader.clientList()) {
-        for (const X11Window& w : m_reader.read(*clients))
-            if (w.exists && w.type == X11WindowType::dock && w.hasStrut && w.viewable)
+    const QList<xcb_window_t> clients = m_reader.clientList().value_or(QList<xcb_window_t>());
+    for (const X11Window& w : m_reader.read(clients))
+        if (w.exists && w.type == X11WindowType::dock && w.hasStrut && w.viewable)
+            docks.append(w);
+    const QRect workArea = readWorkArea();
+    if (workArea.isEmpty()) {
+        for (const X11Window& w : m_reader.read(unlistedDocks(clients)))
+            if (w.exists && w.hasStrut && w.viewable)
                 docks.append(w);
     }
     QSize rootSize;
@@ -315,7 +339,7 @@ QList<ScreenInfo> X11Screens::compute(const QList<X11Monitor>& monitors) const
         rootSize = QSize(geometry->width, geometry->height);
         std::free(geometry);
     }
-    if (const auto edges = unlistedReservations(readWorkArea(), docks, rootSize))
+    if (const auto edges = unlistedReservations(workArea, docks, rootSize))
         docks.append(*edges);
     const double scale = readBackingScale();
     const QRect primary = monitors.first().rect;
@@ -336,6 +360,53 @@ QList<ScreenInfo> X11Screens::compute(const QList<X11Monitor>& monitors) const
         out.append(info);
     }
     return out;
+}
+
+QList<xcb_window_t> X11Screens::unlistedDocks(const QList<xcb_window_t>& listed) const
+{
+    xcb_connection_t* c = m_connection.xcb();
+    QList<xcb_window_t> candidates;
+    auto* tree = take<xcb_query_tree_reply_t>(c, xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
+    if (!tree)
+        return {};
+    const xcb_window_t* top = xcb_query_tree_children(tree);
+    std::vector<xcb_query_tree_cookie_t> inner;
+    for (int i = 0; i < xcb_query_tree_children_length(tree); ++i) {
+        candidates.append(top[i]);
+        inner.push_back(xcb_query_tree(c, top[i]));
+    }
+    std::free(tree);
+    for (const xcb_query_tree_cookie_t cookie : inner) {
+        if (auto* children = take<xcb_query_tree_reply_t>(c, xcb_query_tree_reply, cookie)) {
+            const xcb_window_t* w = xcb_query_tree_children(children);
+            candidates.append(QList<xcb_window_t>(w, w + xcb_query_tree_children_length(children)));
+            std::free(children);
+        }
+    }
+    // Only the window type is asked of each; the few docks are read whole afterwards.
+    const xcb_ewmh_connection_t* e = m_connection.ewmh();
+    std::vector<std::pair<xcb_window_t, xcb_get_property_cookie_t>> types;
+    for (const xcb_window_t w : candidates)
+        if (!listed.contains(w))
+            types.emplace_back(w, xcb_get_property(c, 0, w, e->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, 8));
+    QList<xcb_window_t> found;
+    for (const auto& [w, cookie] : types) {
+        auto* r = take<xcb_get_property_reply_t>(c, xcb_get_property_reply, cookie);
+        if (!r)
+            continue;
+        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(r));
+        const int count = r->format == 32 ? xcb_get_property_value_length(r) / 4 : 0;
+        if (std::find(atoms, atoms + count, e->_NET_WM_WINDOW_TYPE_DOCK) != atoms + count)
+            found.append(w);
+        std::free(r);
+    }
+    for (const xcb_window_t w : found) {
+        if (!m_unlistedDocks.contains(w)) {
+            m_unlistedDocks.insert(w);
+            m_connection.watchWindow(w);
+        }
+    }
+    return found;
 }
 
 QRect X11Screens::readWorkArea() const

@@ -3,6 +3,7 @@
 
 #include <QList>
 #include <QRect>
+#include <QSet>
 #include <optional>
 
 #include "platform/Screens.h"
@@ -47,6 +48,11 @@ private:
     QList<ScreenInfo> compute(const QList<X11Monitor>& monitors) const;
     // The manager's work area on the current desktop (_NET_WORKAREA); empty when it announces none.
     QRect readWorkArea() const;
+    // Docks the manager keeps out of its client list, found among the root's children and theirs (where a
+    // reparenting manager put them). Only looked for when it announces no work area either (i3 does neither),
+    // as the work area already tells what such docks reserve. Each one found is watched, so that it going
+    // changes the layout.
+    QList<xcb_window_t> unlistedDocks(const QList<xcb_window_t>& listed) const;
     double readBackingScale() const;
 
     X11Connection& m_connection;
@@ -56,6 +62,7 @@ private:
     mutable QList<ScreenInfo> m_screens;
     QList<ScreenInfo> m_announced;
     bool m_refreshQueued = false;
+    mutable QSet<xcb_window_t> m_unlistedDocks;
 };
 
 }  // namespace tamsinvale
