@@ -344,8 +344,35 @@ X11WindowActions::Placement X11WindowActions::placement(xcb_window_t window) con
         const auto* v = static_cast<const uint32_t*>(xcb_get_property_value(extents.p));
         auto bounded = [](uint32_t x) { return static_cast<int>(std::min<uint32_t>(x, 4096)); };
         out.extents = QMargins(bounded(v[0]), bounded(v[2]), bounded(v[1]), bounded(v[3]));  // left right top bottom
+    } else if (const auto frame = frameWindowGeometry(window)) {
+        // A manager that announces no decorations (i3) still draws them, in the frame window it reparented the
+        // client into: that window's outline is what the user sees.
+        if (frame->contains(out.client))
+            out.extents = QMargins(out.client.left() - frame->left(), out.client.top() - frame->top(),
+                                   frame->right() - out.client.right(), frame->bottom() - out.client.bottom());
     }
     return out;
+}
+
+std::optional<QRect> X11WindowActions::frameWindowGeometry(xcb_window_t window) const
+{
+    xcb_connection_t* c = m_connection.xcb();
+    xcb_window_t topLevel = window;
+    // A client sits a level or two below the root in its manager's frame; a few steps are all there is.
+    for (int depth = 0; depth < 8; ++depth) {
+        Owned<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, topLevel), nullptr));
+        if (!tree)
+            return std::nullopt;
+        if (tree.p->parent == tree.p->root || tree.p->parent == XCB_WINDOW_NONE)
+            break;
+        topLevel = tree.p->parent;
+    }
+    if (topLevel == window)
+        return std::nullopt;
+    Owned<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(c, xcb_get_geometry(c, topLevel), nullptr));
+    if (!g)
+        return std::nullopt;
+    return QRect(g.p->x, g.p->y, g.p->width + 2 * g.p->border_width, g.p->height + 2 * g.p->border_width);
 }
 
 std::optional<QRect> X11WindowActions::moveResize(xcb_window_t window, const QRect& rootFrame)

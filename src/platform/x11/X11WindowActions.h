@@ -81,6 +81,9 @@ private:
         QRect frame() const { return client.marginsAdded(extents); }
     };
     Placement placement(xcb_window_t window) const;
+    // The outline of the window the manager reparented a client into (root coordinates); nothing for a client
+    // that is a child of the root itself.
+    std::optional<QRect> frameWindowGeometry(xcb_window_t window) const;
 
     std::optional<QRect> moveResize(xcb_window_t window, const QRect& rootFrame);
     bool unmaximize(xcb_window_t window);
