@@ -3,6 +3,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include "XTools.h"
 
@@ -144,6 +147,58 @@ QList<xcb_window_t> XTestSession::stackingBottomToTop()
     for (const uint32_t w : x().cardinals(x().root(), "_NET_CLIENT_LIST_STACKING"))
         out.append(w);
     return out;
+}
+
+bool XTestSession::tilingCommand(xcb_window_t window, const QString& command)
+{
+    const auto reply = tool({QStringLiteral("i3-msg"), QStringLiteral("[id=%1] %2").arg(window).arg(command)});
+    if (!reply)
+        return false;
+    const QJsonArray results = QJsonDocument::fromJson(reply->toUtf8()).array();
+    return !results.isEmpty()
+           && std::all_of(results.begin(), results.end(),
+                          [](const QJsonValue& r) { return r.toObject().value(QStringLiteral("success")).toBool(); });
+}
+
+bool XTestSession::moveToMonitor(xcb_window_t window, const QString& monitor)
+{
+    if (!windowManagerTiles())
+        return true;
+    const auto area = tilingArea(monitor);
+    return area && tilingCommand(window, QStringLiteral("move container to output %1").arg(monitor))
+           && waitUntil([&] {
+                  const auto g = xtools::geometry(window);
+                  return g && area->contains(g->center());
+              });
+}
+
+bool XTestSession::floatAt(xcb_window_t window, const QPoint& frameTopLeft)
+{
+    if (!windowManagerTiles())
+        return true;
+    return tilingCommand(window, QStringLiteral("floating enable, move position %1 px %2 px")
+                                     .arg(frameTopLeft.x())
+                                     .arg(frameTopLeft.y()))
+           && waitUntil([&] {
+                  const auto frame = xtools::geometry(x().topLevelAncestor(window));
+                  return frame && frame->topLeft() == frameTopLeft;
+              });
+}
+
+std::optional<QRect> XTestSession::tilingArea(const QString& monitor)
+{
+    const auto reply = tool({QStringLiteral("i3-msg"), QStringLiteral("-t"), QStringLiteral("get_workspaces")});
+    if (!reply)
+        return std::nullopt;
+    for (const QJsonValue& w : QJsonDocument::fromJson(reply->toUtf8()).array()) {
+        const QJsonObject o = w.toObject();
+        if (!o.value(QStringLiteral("visible")).toBool() || o.value(QStringLiteral("output")).toString() != monitor)
+            continue;
+        const QJsonObject r = o.value(QStringLiteral("rect")).toObject();
+        return QRect(r.value(QStringLiteral("x")).toInt(), r.value(QStringLiteral("y")).toInt(),
+                     r.value(QStringLiteral("width")).toInt(), r.value(QStringLiteral("height")).toInt());
+    }
+    return std::nullopt;
 }
 
 bool XTestSession::resetMonitors()

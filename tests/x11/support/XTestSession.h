@@ -59,10 +59,23 @@ public:
     // Whether the manager holds the Super key alone (IceWM, for its menu): Super+Space then never reaches us, which
     // Tamsinvale reports (WindowManagerBehaviour tests that); tests driving the app switcher by its hotkey say so.
     bool windowManagerTakesSuper();
+    // Whether the manager lays windows out itself (i3): a window goes where the layout puts it, on the monitor
+    // with the focus, not where its client asks; moving or sizing a tiled window is not honoured.
+    bool windowManagerTiles() const { return m_wmKind == WindowManagerProcess::Kind::i3; }
+    // Under a tiling manager, what its user does to have a window on a given monitor (the window moves there in
+    // the layout) or placed by hand (the window floats, its frame's top-left at `frameTopLeft`, as after
+    // Mod+Shift+Space and a drag); true once the manager has done it. Elsewhere both hold already: the manager
+    // put the window where its client asked.
+    bool moveToMonitor(xcb_window_t window, const QString& monitor);
+    bool floatAt(xcb_window_t window, const QPoint& frameTopLeft);
+    // The area the tiling manager lays windows out in on a monitor (without its bars and docks), by its name.
+    std::optional<QRect> tilingArea(const QString& monitor);
     // Back to one monitor covering the whole screen, as at start.
     bool resetMonitors();
 
 private:
+    bool tilingCommand(xcb_window_t window, const QString& command);
+
     QTemporaryDir m_dataHome;
     std::unique_ptr<XvfbServer> m_xvfb;
     std::unique_ptr<XTestDisplay> m_display;
