@@ -81,8 +81,8 @@ private:
         QRect frame() const { return client.marginsAdded(extents); }
     };
     Placement placement(xcb_window_t window) const;
-    // The outline of the window the manager reparented a client into (root coordinates); nothing for a client
-    // that is a child of the root itself.
+    // The outline of the window the manager reparented a client into (root coordinates): what the user sees of
+    // it where the manager announces no decorations (i3). Nothing for a client that is a child of the root.
     std::optional<QRect> frameWindowGeometry(xcb_window_t window) const;
 
     std::optional<QRect> moveResize(xcb_window_t window, const QRect& rootFrame);

@@ -211,7 +211,7 @@ QList<X11Window> X11WindowReader::readFromServer(const QList<xcb_window_t>& wind
 
     QList<X11Window> out;
     out.reserve(windows.size());
-    QList<qsizetype> needPid;
+    QList<qsizetype> needPid, needOutline;
     for (qsizetype i = 0; i < windows.size(); ++i) {
         const Cookies& k = cookies[static_cast<size_t>(i)];
         X11Window win;
@@ -335,7 +335,39 @@ QList<X11Window> X11WindowReader::readFromServer(const QList<xcb_window_t>& wind
         } else {
             applyChanging(win, m_changing[win.id]);
         }
+        if (win.frameRect == win.clientRect && !win.overrideRedirect)
+            needOutline.append(i);
         out.append(win);
+    }
+
+    // A manager that announces no decorations (i3) still draws them, in the window it reparented the client into:
+    // that window's outline is the frame the user sees, and the one overlays and window commands go by.
+    if (!needOutline.isEmpty()) {
+        std::vector<std::pair<qsizetype, xcb_query_tree_cookie_t>> trees;
+        for (const qsizetype i : std::as_const(needOutline))
+            trees.emplace_back(i, xcb_query_tree(c, out[i].id));
+        struct Parent {
+            qsizetype index;
+            xcb_get_geometry_cookie_t geometry;
+            xcb_translate_coordinates_cookie_t origin;
+        };
+        std::vector<Parent> parents;
+        for (const auto& [index, cookie] : trees) {
+            auto tree = reply<xcb_query_tree_reply_t>(c, xcb_query_tree_reply, cookie);
+            if (tree && tree->parent != root && tree->parent != XCB_WINDOW_NONE)
+                parents.push_back({index, xcb_get_geometry(c, tree->parent),
+                                   xcb_translate_coordinates(c, tree->parent, root, 0, 0)});
+        }
+        for (const Parent& p : parents) {
+            auto geometry = reply<xcb_get_geometry_reply_t>(c, xcb_get_geometry_reply, p.geometry);
+            auto origin = reply<xcb_translate_coordinates_reply_t>(c, xcb_translate_coordinates_reply, p.origin);
+            if (!geometry || !origin)
+                continue;
+            const QRect outline(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+            X11Window& win = out[p.index];
+            if (outline.contains(win.clientRect))
+                win.frameRect = outline;
+        }
     }
 
     // Clients that do not set _NET_WM_PID are found through the X-Resource extension, once per window.
