@@ -273,6 +273,10 @@ struct TwoMonitorDesktop {
         mailLeft = mail->window(0);
         mailRight = mail->window(1);
         notesLeft = notes->window(0);
+        // A tiling manager opens each window on the monitor with the focus; its user moves them.
+        ASSERT_TRUE(s.moveToMonitor(mailLeft, QStringLiteral("L")));
+        ASSERT_TRUE(s.moveToMonitor(notesLeft, QStringLiteral("L")));
+        ASSERT_TRUE(s.moveToMonitor(mailRight, QStringLiteral("R")));
     }
 };
 
