@@ -97,14 +97,14 @@ TEST(QtScheduler, workForAnIdleMomentWaitsUntilNothingElseIsWaitingOrItsLatestTi
     clock.start();
     std::optional<qint64> ranAt;
     std::function<void()> spin = [&] {
-        if (clock.elapsed() < 400)
+        if (clock.elapsed() < 1500)
             scheduler.post(spin);
     };
     scheduler.post(spin);
     scheduler.postWhenIdle(0.05, [&] { ranAt = clock.elapsed(); });
     runEventsUntil([&] { return ranAt.has_value(); });
     ASSERT_TRUE(ranAt);
-    EXPECT_LT(*ranAt, 300) << "it waited for the busy loop to end";
+    EXPECT_LT(*ranAt, 1000) << "it waited for the busy loop to end";  // a loaded machine may be late, not that late
 
     // Cancelled, or left when the scheduler goes: never run, and released.
     bool ran = false;
