@@ -8,20 +8,13 @@
 
 #include "platform/linux/PlistCodec.h"
 #include "switcher/AppInfoReader.h"
+#include "TestFiles.h"
 
 namespace tamsinvale::test {
 
 // Real Info.plist files kept beside these tests.
 // (From the build's source directory rather than __FILE__, which a compiler cache may make relative.)
 inline QString switcherTestData() { return QStringLiteral(TAMSINVALE_TESTS_SOURCE_DIR "/switcher/data"); }
-
-inline void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        f.write(bytes);
-}
 
 inline QByteArray xmlInfoPlist(const QVariantMap& info) { return PlistCodec::toXml(info); }
 
@@ -90,8 +83,6 @@ inline QVariantMap bundleInfo(const QString& identifier, const QString& name)
         m.insert(QStringLiteral("CFBundleName"), name);
     return m;
 }
-
-inline PropertyListReader plistReader() { return [](const QByteArray& b) { return PlistCodec::parseDictionary(b); }; }
 
 inline QByteArray desktopEntry(const QString& name, const QString& extra = QString())
 {

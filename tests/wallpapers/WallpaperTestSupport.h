@@ -9,6 +9,7 @@
 
 #include "platform/linux/PlistCodec.h"
 #include "wallpapers/WallpaperLibrary.h"
+#include "TestFiles.h"
 
 #include <ostream>
 
@@ -17,13 +18,8 @@ inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.
 
 namespace tamsinvale::test {
 
-inline void writeFile(const QString& path, const QByteArray& bytes = QByteArray("picture"))
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        f.write(bytes);
-}
+// A stand-in picture: most tests need a file, not its pixels.
+inline void writeFile(const QString& path) { writeFile(path, QByteArray("picture")); }
 
 inline QByteArray readFile(const QString& path)
 {
@@ -40,11 +36,6 @@ inline QStringList everything(const QString& folder)
     while (it.hasNext())
         out << it.next();
     return out;
-}
-
-inline PropertyListReader plistReader()
-{
-    return [](const QByteArray& bytes) { return PlistCodec::parseDictionary(bytes); };
 }
 
 // Where the shared real test files are, when this machine has them.
